@@ -1,0 +1,42 @@
+// Assets: images that LoadAsset nodes draw from, linked by path or embedded with their bytes.
+#pragma once
+#include <cstdint>
+#include <vector>
+#include "core/text.h"
+
+namespace quorin_engine {
+
+struct imgbuf4f;
+
+struct asset {
+  uint32_t head_guard = 0xabcdef01;
+  imgbuf4f* image = nullptr;  // owned
+  uint32_t linkage = 0;       // 0 linked, 1 embedded
+  wstring filepath;
+  uint32_t link_filepath = 1;  // 0 relative, 1 absolute
+  wstring name;
+  uint64_t data_size = 0;
+  uint8_t* data = nullptr;  // owned: the bytes of the original image file
+  uint64_t data_write_pos = 0;
+  uint32_t tail_guard = 0xcd01efab;
+
+  asset() = default;
+  ~asset();
+  asset(const asset&) = delete;
+  asset& operator=(const asset&) = delete;
+};
+
+struct assets {
+  uint32_t head_guard = 0xbdafce10;
+  std::vector<asset*> items;  // owned
+  int32_t active_asset_idx = -1;
+  uint8_t dirty = 0;
+  uint32_t tail_guard = 0xaf10cebd;
+
+  assets() = default;
+  ~assets();
+  assets(const assets&) = delete;
+  assets& operator=(const assets&) = delete;
+};
+
+}  // namespace quorin_engine

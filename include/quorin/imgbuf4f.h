@@ -1,0 +1,11 @@
+/* Quorin engine: the imgbuf4f family of the exported C interface. */
+#ifndef QUORIN_IMGBUF4F_H
+#define QUORIN_IMGBUF4F_H
+
+#include "quorin/api.h"
+
+QUORIN_BEGIN_DECLS
+
+QUORIN_END_DECLS
+
+#endif

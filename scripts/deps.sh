@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Installs the build and test dependencies from Debian's packages (as root), skipping what is there.
+set -euo pipefail
+packages=(build-essential cmake pkg-config
+          libpng-dev libjpeg62-turbo-dev libjxr-dev libjxr-tools libboost-dev libxml2-dev
+          libfreetype-dev libfontconfig-dev fonts-dejavu-core
+          libgtest-dev libbenchmark-dev)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+if [ ${#missing[@]} -gt 0 ]; then
+  echo "Installing: ${missing[*]}"
+  if [ "$(id -u)" -ne 0 ]; then echo "missing packages need root: ${missing[*]}" >&2; exit 1; fi
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -q
+  apt-get install -y -q --no-install-recommends "${missing[@]}"
+fi
