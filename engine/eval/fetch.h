@@ -14,16 +14,16 @@ int fetch_param_raw(const shadetree_node_t& node, const renderctx& ctx, const ws
 
 // `connected` is the node found on the input of the same name, or null.
 float fetch_float_input(const shadetree_node_t& node, const renderctx& ctx, const wstring& name,
-                        const shadetree_node_t* connected, float def);
+                        shadetree_node_t* connected, float def);
 uint32_t fetch_uint_input(const shadetree_node_t& node, const renderctx& ctx, const wstring& name,
-                          const shadetree_node_t* connected, uint32_t def);
+                          shadetree_node_t* connected, uint32_t def);
 uint32_t fetch_enum_input(const shadetree_node_t& node, const renderctx& ctx, const wstring& name,
-                          const shadetree_node_t* connected, uint32_t def);
+                          shadetree_node_t* connected, uint32_t def);
 bool fetch_bool_param(const shadetree_node_t& node, const renderctx& ctx, const wstring& name);
 bool fetch_color_input(const shadetree_node_t& node, const renderctx& ctx, const wstring& name,
-                       const shadetree_node_t* connected, float out[4]);
+                       shadetree_node_t* connected, float out[4]);
 void fetch_string_input(const shadetree_node_t& node, const renderctx& ctx, const wstring& name,
-                        const shadetree_node_t* connected, wstring& out);
+                        shadetree_node_t* connected, wstring& out);
 
 // The holder of a stream input during a routine: borrows a pool buffer (or the pool cache's).
 struct input_render_buffer_t {

@@ -28,6 +28,10 @@ QUORIN_BEGIN_DECLS
 
 /* ---- Scalar, colour and string values ------------------------------------------------------- */
 
+QUORIN_API float node_scalar_value(qr_node* node, const qr_renderctx* ctx);
+QUORIN_API void node_color_rgb_value(qr_node* node, const qr_renderctx* ctx, float* r, float* g, float* b);
+QUORIN_API void node_string_value(qr_node* node, const qr_renderctx* ctx, qr_char* buf, int32_t cap);
+
 /* end of values */
 
 QUORIN_END_DECLS

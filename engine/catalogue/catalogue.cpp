@@ -1,0 +1,19 @@
+// (Placeholder: an empty catalogue.)
+#include "catalogue/catalogue.h"
+
+namespace quorin_engine {
+
+std::vector<nodetype_spec_t>& nodetype_specs() { static std::vector<nodetype_spec_t> v; return v; }
+std::vector<category_spec_t>& generator_categories() { static std::vector<category_spec_t> v; return v; }
+std::vector<category_spec_t>& operator_categories() { static std::vector<category_spec_t> v; return v; }
+const std::vector<type_id_entry>& type_id_table() { static std::vector<type_id_entry> v; return v; }
+bool type_id_for_name(const wstring&, uint32_t&) { return false; }
+const nodetype_spec_t* find_spec(uint32_t) { return nullptr; }
+const nodetype_spec_t* find_spec_by_name(const wstring&) { return nullptr; }
+const param_group_spec_t* spec_group(const nodetype_spec_t*, uint32_t) { return nullptr; }
+const param_spec_t* spec_param(const nodetype_spec_t*, uint32_t, uint32_t) { return nullptr; }
+const param_spec_t* find_param(const nodetype_spec_t*, const wstring&) { return nullptr; }
+bool uint_bounds(const nodetype_spec_t*, const wstring&, uint32_t&, uint32_t&) { return false; }
+void load_nodetype_specs(const unsigned char*, std::size_t) {}
+
+}  // namespace quorin_engine

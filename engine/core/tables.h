@@ -1,0 +1,28 @@
+// Process-wide tables that init builds and cleanup frees: the blur weight tables and the noise
+// seed tables. Their slots are filled lazily by the blur and noise families.
+#pragma once
+#include <cstdint>
+
+namespace quorin_engine {
+
+struct blur_weights;  // one lazily built kernel of the blur family
+
+struct blur_weight_table {
+  uint32_t head_guard = 0xfeedcafe;
+  blur_weights* slots[255] = {};
+  uint32_t tail_guard = 0xcafefeed;
+};
+
+// One table per value of the blur type enum: 0 Box, 1 Gaussian, 2 Bartlett. Null before init.
+extern blur_weight_table* box_weights;
+extern blur_weight_table* gaussian_weights;
+extern blur_weight_table* bartlett_weights;
+// Frees one slot's object; defined by the blur family.
+void free_blur_weights(blur_weights* weights);
+
+// Seed tables: 5001 slots (seeds 0 to 5000), each null or owning 256 floats.
+constexpr uint32_t seed_table_slots = 5001;
+extern float* seed_value_tables[seed_table_slots];
+extern uint8_t* seed_tables_marker;
+
+}  // namespace quorin_engine
