@@ -6,6 +6,7 @@
 #include <libxml/parserInternals.h>
 
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -175,9 +176,10 @@ class project_content_handler_t {
         } else if (current_asset_->linkage == 1 && name_is(name, "embedded")) {
           wstring size;
           if (attrs.get("size", size)) {
+            // Zeroed, so that data shorter than the size leaves the same bytes on every read.
             uint32_t n = to_count(size);
             delete[] current_asset_->data;
-            current_asset_->data = new uint8_t[n ? n : 1];
+            current_asset_->data = new uint8_t[n ? n : 1]();
             current_asset_->data_size = n;
             current_asset_->data_write_pos = 0;
           }
@@ -557,16 +559,29 @@ bool read_project_file(project& p, const wstring& path) {
   sax.startElementNs = impl::on_start;
   sax.endElementNs = impl::on_end;
   sax.characters = impl::on_characters;
+  sax.ignorableWhitespace = impl::on_characters;
+  sax.cdataBlock = impl::on_characters;
   sax.warning = impl::on_message;
   sax.error = impl::on_message;
   sax.fatalError = impl::on_message;
   sax.serror = impl::on_structured_error;
 
+  xmlParserCtxtPtr ctxt = xmlCreateMemoryParserCtxt(bytes.data(), static_cast<int>(bytes.size()));
+  if (!ctxt) return false;
+  xmlSAXHandlerPtr own_sax = ctxt->sax;
+  ctxt->sax = &sax;
+  // Entities are replaced, so that an attribute value with "&amp;" arrives as "&"; no entity of
+  // the document's own is declared to the parser and nothing is fetched from a network.
+  xmlCtxtUseOptions(ctxt, XML_PARSE_NOENT | XML_PARSE_NONET);
   bool ok;
   {
     impl::project_content_handler_t handler(p);
-    ok = xmlSAXUserParseMemory(&sax, &handler, bytes.data(), static_cast<int>(bytes.size())) == 0;
+    ctxt->userData = &handler;
+    xmlParseDocument(ctxt);
+    ok = ctxt->wellFormed != 0;
   }
+  ctxt->sax = own_sax;
+  xmlFreeParserCtxt(ctxt);
   if (!ok) return false;
   impl::apply_settings(p);
   return true;

@@ -24,7 +24,10 @@ class project_writer {
   explicit project_writer(xmlTextWriterPtr w) : w_(w) {}
 
   bool document(const project& p) {
-    if (xmlTextWriterStartDocument(w_, nullptr, "utf-8", "yes") < 0) return false;
+    // The declaration is written as it stands: the serialiser would spell the encoding "UTF-8".
+    // Its output is UTF-8 without a byte order mark in any case.
+    if (xmlTextWriterWriteRaw(w_, BAD_CAST "<?xml version=\"1.0\" encoding=\"utf-8\" standalone=\"yes\"?>\n") < 0)
+      return false;
     if (!start("project")) return false;
     if (!attribute("xmlns", project_namespace_uri) || !attribute("xmlns:xsi", xml_schema_instance_uri) ||
         !attribute("xsi:schemaLocation", std::string(project_namespace_uri) + " " + project_schema_file))
@@ -50,8 +53,26 @@ class project_writer {
  private:
   bool start(const char* name) { return xmlTextWriterStartElement(w_, BAD_CAST name) >= 0; }
   bool end() { return xmlTextWriterEndElement(w_) >= 0; }
+  // Attribute values are escaped here and handed over as they stand, so that text outside ASCII
+  // stays UTF-8 in the file instead of becoming character references. Blanks other than the
+  // space are references, so that a reader's normalisation of attribute values keeps them.
   bool attribute(const char* name, const std::string& value) {
-    return xmlTextWriterWriteAttribute(w_, BAD_CAST name, BAD_CAST value.c_str()) >= 0;
+    std::string escaped;
+    escaped.reserve(value.size());
+    for (char c : value) {
+      switch (c) {
+        case '&': escaped += "&amp;"; break;
+        case '<': escaped += "&lt;"; break;
+        case '>': escaped += "&gt;"; break;
+        case '"': escaped += "&quot;"; break;
+        case '\t': escaped += "&#9;"; break;
+        case '\n': escaped += "&#10;"; break;
+        case '\r': escaped += "&#13;"; break;
+        default: escaped += c;
+      }
+    }
+    return xmlTextWriterStartAttribute(w_, BAD_CAST name) >= 0 &&
+           xmlTextWriterWriteRaw(w_, BAD_CAST escaped.c_str()) >= 0 && xmlTextWriterEndAttribute(w_) >= 0;
   }
   bool attribute(const char* name, const wstring& value) { return attribute(name, to_utf8(value)); }
 
@@ -83,7 +104,10 @@ class project_writer {
   bool write_node(const shadetree_node_t& n, uint32_t idx) {
     const type_id_entry* type = nullptr;
     for (const type_id_entry& e : type_id_table())
-      if (e.id == n.type_id) type = &e;
+      if (e.id == n.type_id) {
+        type = &e;
+        break;
+      }
     if (!type) return false;
     if (!start("node") || !attribute("idx", to_utf8(format_u(idx))) || !attribute("type", wstring(type->name)))
       return false;
@@ -100,7 +124,7 @@ class project_writer {
     }
     if (n.type_id == 32) {
       if (!start("param") || !attribute("name", std::string("font")) || !start("binary") ||
-          !attribute("size", to_utf8(format_u(n.binary_size()))) || !start("data") ||
+          !attribute("size", std::to_string(n.binary_data.size())) || !start("data") ||
           !write_base64(n.binary_data.data(), n.binary_data.size()) || !end() || !end() || !end())
         return false;
     }
@@ -161,7 +185,7 @@ class project_writer {
       if (!a.filepath.empty() && xmlTextWriterWriteString(w_, BAD_CAST to_utf8(a.filepath).c_str()) < 0) return false;
       if (!end()) return false;
     } else {
-      if (!start("embedded") || !attribute("size", to_utf8(format_u(uint32_t(a.data_size)))) || !start("data") ||
+      if (!start("embedded") || !attribute("size", std::to_string(a.data_size)) || !start("data") ||
           !write_base64(a.data, a.data ? a.data_size : 0) || !end() || !end())
         return false;
     }
@@ -171,10 +195,11 @@ class project_writer {
   xmlTextWriterPtr w_;
 };
 
+// A short write (a full disk, say) fails the serialiser, and with it the rest of the writing.
 int write_to_file(void* context, const char* buffer, int len) {
   if (!buffer || len <= 0) return 0;
-  std::fwrite(buffer, 1, static_cast<std::size_t>(len), static_cast<FILE*>(context));
-  return len;  // write errors after the file is open go unnoticed
+  std::size_t done = std::fwrite(buffer, 1, static_cast<std::size_t>(len), static_cast<FILE*>(context));
+  return done == static_cast<std::size_t>(len) ? len : -1;
 }
 
 }  // namespace
@@ -196,7 +221,8 @@ bool write_project_file(const project& p, const wstring& path) {
   } else if (out) {
     xmlOutputBufferClose(out);
   }
-  std::fclose(file);
+  // Data still held by the C library is written out here; failing that, the file is incomplete.
+  if (std::fclose(file) != 0) ok = false;
   return ok;
 }
 
