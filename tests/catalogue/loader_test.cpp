@@ -199,6 +199,17 @@ TEST_F(CatalogueTest, LoaderKeepsWhatWasCommittedBeforeAnErrorAndStaysSilent) {
   load(document_head);  // never closed
   EXPECT_EQ(nodetype_specs().size(), 0u);
   EXPECT_EQ(generator_categories().size(), 3u);
+
+  // The document cut at every byte: never more than the whole, and never fewer as the cut moves on.
+  const std::string whole = document(rgb_and_blur);
+  std::size_t committed = 0;
+  for (std::size_t n = 0; n <= whole.size(); ++n) {
+    clear_catalogue();
+    load(whole.substr(0, n));
+    ASSERT_GE(nodetype_specs().size(), committed);
+    committed = nodetype_specs().size();
+  }
+  EXPECT_EQ(committed, 2u);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
