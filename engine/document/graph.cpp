@@ -6,6 +6,7 @@
 
 #include "document/node.h"
 #include "quorin/graph.h"
+#include "quorin/node.h"
 
 namespace quorin_engine {
 
@@ -19,31 +20,9 @@ void touch(shadetree_node_t* node) {
   node->dirty_flag = true;
 }
 
-// The consumer's end: set or, with a null source, erase the input entry. The node is marked
-// whether or not anything changed.
-void connect_input(shadetree_node_t* node, const wstring& input, shadetree_node_t* source) {
-  if (source)
-    node->input_connections[input] = source;
-  else
-    node->input_connections.erase(input);
-  touch(node);
-}
-
-// The consumer's end: erases every input connected to `source`.
-void disconnect_all_inputs_from(shadetree_node_t* consumer, shadetree_node_t* source) {
-  bool changed = false;
-  for (auto it = consumer->input_connections.begin(); it != consumer->input_connections.end();) {
-    if (it->second == source) {
-      it = consumer->input_connections.erase(it);
-      changed = true;
-    } else {
-      ++it;
-    }
-  }
-  if (changed) touch(consumer);
-}
-
-// The producer's end: each output list loses the first occurrence of `consumer`.
+// The producer's end: each output list loses the first occurrence of `consumer`. All sixteen lists
+// are looked at, also those beyond the type's outputs that a change of type may have left filled,
+// so that no list keeps a deleted node.
 void remove_consumer_once_per_output(shadetree_node_t* producer, shadetree_node_t* consumer) {
   bool changed = false;
   for (auto& list : producer->output_connections) {
@@ -94,7 +73,7 @@ void delete_node(graph& g, shadetree_node_t* node) {
   for (const auto& consumers : node->output_connections) {
     const std::size_t walked = std::min(consumers.size(), delete_walk_consumer_cap);
     for (std::size_t k = 0; k < walked; ++k)
-      if (consumers[k]) disconnect_all_inputs_from(consumers[k], node);
+      if (consumers[k]) node_remove_all_outputs_for_input(consumers[k], node);
   }
 
   delete node;
@@ -150,10 +129,11 @@ QUORIN_EXTERN_C QUORIN_API graph* graph_deep_copy(const graph* source) {
     if (const std::vector<port_spec_t>* inputs = node->input_ports()) {
       for (const port_spec_t& input : *inputs) {
         auto it = node->input_connections.find(input.name);
-        if (it != node->input_connections.end()) connect_input(node, input.name, partner_of(it->second));
+        if (it != node->input_connections.end()) node_set_output_for_input_keyed(node, input.name.c_str(), partner_of(it->second));
       }
     }
-    for (const auto& entry : unlisted_inputs(node)) connect_input(node, entry.first, partner_of(entry.second));
+    for (const auto& entry : unlisted_inputs(node))
+      node_set_output_for_input_keyed(node, entry.first.c_str(), partner_of(entry.second));
     for (auto& consumers : node->output_connections) {
       for (std::size_t k = 0; k < consumers.size();) {
         if (shadetree_node_t* partner = partner_of(consumers[k])) {

@@ -252,4 +252,27 @@ TEST_F(ParamsTest, EnabledTimeCurveOnAColourStops) {
   EXPECT_EQ(g, 1.0f);
 }
 
+TEST_F(ParamsTest, ExpressionTextOfAScalarExprIsParsedOnWrite) {
+  shadetree_node_t expr(1053);
+  node_set_param_value(&expr, u"expression", u"1+2");
+  ASSERT_NE(expr.expression->root, nullptr);
+  EXPECT_EQ(expr.expression->evaluate({}), 3.0f);
+
+  // A missing operand raises through the setter; the text is stored, the old tree stays.
+  auto before = expr.expression->root;
+  EXPECT_ANY_THROW(node_set_param_value(&expr, u"expression", u"1+"));
+  EXPECT_EQ(expr.params.at(u"expression"), u"1+");
+  EXPECT_EQ(expr.expression->root, before);
+  // A text that does not parse is stored and ignored.
+  node_set_param_value(&expr, u"expression", u"1 2");
+  EXPECT_EQ(expr.expression->root, before);
+
+  // Only the exact name on the exact type is parsed.
+  node_set_param_value(&expr, u"Expression", u"5");
+  EXPECT_EQ(expr.expression->root, before);
+  shadetree_node_t other(type_params);
+  node_set_param_value(&other, u"expression", u"5");
+  EXPECT_EQ(other.expression->root, nullptr);
+}
+
 }  // namespace
