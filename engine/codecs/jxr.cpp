@@ -133,6 +133,15 @@ imgbuf4f* decode(const uint8_t* data, uint32_t size) {
   check(CreateWS_Memory(&o.stream, const_cast<uint8_t*>(data), size));
   check(PKImageDecode_Create_WMP(&o.decoder));
   check(o.decoder->Initialize(o.decoder, o.stream));
+  // The coded image must lie inside the data, and a separate alpha plane must start inside it
+  // (its byte count is not reliable: some writers store the file's length there).
+  const WmpDEMisc& misc = o.decoder->WMP.wmiDEMisc;
+  if (uint64_t(misc.uImageOffset) + misc.uImageByteCount > size) throw 0;
+  if (o.decoder->WMP.bHasAlpha) {
+    if (misc.uAlphaOffset >= size) throw 0;
+    // Decode the alpha plane along with the image.
+    o.decoder->WMP.wmiSCP.uAlphaMode = 2;
+  }
 
   PKPixelFormatGUID source_format;
   check(o.decoder->GetPixelFormat(o.decoder, &source_format));
