@@ -1,9 +1,17 @@
 // JPEG XR decoding through libjxr's glue layer: a memory stream over the data, the WMP decoder and
-// a format converter that copies the decoded pixels out. Failures inside the stage raise an
-// integer, caught here, which frees what was made and gives null.
+// a format converter that copies the decoded pixels out. Failures inside the decode raise an
+// integer, caught in the stage, which then gives null.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "codecs/stages.h"
 #include "core/imgbuf.h"
@@ -117,18 +125,38 @@ struct jxr_objects {
   PKImageDecode* decoder = nullptr;
   PKFormatConverter* converter = nullptr;
   uint8_t* pixels = nullptr;
-  imgbuf4f* image = nullptr;
 
   ~jxr_objects() {
     if (converter) converter->Release(&converter);
     if (decoder) decoder->Release(&decoder);
     if (stream) stream->Close(&stream);
     std::free(pixels);
-    imgbuf4f_delete(image);
   }
 };
 
-imgbuf4f* decode(const uint8_t* data, uint32_t size) {
+// What the decoding process sends before the rows, and after them.
+struct jxr_header {
+  uint32_t magic;
+  uint32_t width, height;
+  uint32_t layout_index;
+};
+constexpr uint32_t header_magic = 0x4a585231, trailer_magic = 0x454e4421;
+
+bool write_fully(int fd, const void* buf, std::size_t n) {
+  const auto* p = static_cast<const uint8_t*>(buf);
+  while (n > 0) {
+    const ssize_t k = ::write(fd, p, n);
+    if (k < 0 && errno == EINTR) continue;
+    if (k <= 0) return false;
+    p += k;
+    n -= static_cast<std::size_t>(k);
+  }
+  return true;
+}
+
+// Decodes in the child process and writes the header, the rows (width * bytes per pixel of the
+// layout each) and the trailer to `fd`.
+void decode_to_pipe(const uint8_t* data, uint32_t size, int fd) {
   jxr_objects o;
   check(CreateWS_Memory(&o.stream, const_cast<uint8_t*>(data), size));
   check(PKImageDecode_Create_WMP(&o.decoder));
@@ -174,34 +202,127 @@ imgbuf4f* decode(const uint8_t* data, uint32_t size) {
   const uint64_t stride64 = uint64_t(width) * bpp;
   const uint64_t rows64 = (uint64_t(height) + 15) / 16 * 16;
   if (stride64 > 0x7fffffffu || stride64 * rows64 > (uint64_t(1) << 40)) throw 0;
-  if (uint64_t(width) * height * 16 > SIZE_MAX / 2) throw 0;
-
-  o.image = try_create_image(width, height);
-  if (!o.image) throw 0;
   o.pixels = static_cast<uint8_t*>(std::calloc(static_cast<std::size_t>(stride64 * rows64), 1));
   if (!o.pixels) throw 0;
 
   PKRect rect = {0, 0, w, h};
   check(o.converter->Copy(o.converter, &rect, o.pixels, static_cast<U32>(stride64)));
 
+  const jxr_header header{header_magic, width, height, static_cast<uint32_t>(entry - layouts)};
+  if (!write_fully(fd, &header, sizeof header)) throw 0;
+  const std::size_t row_bytes = std::size_t(width) * entry->bytes_per_pixel;
   for (uint32_t y = 0; y < height; ++y)
-    convert_row(pixel_at(*o.image, 0, y), o.pixels + y * stride64, width, entry->layout);
+    if (!write_fully(fd, o.pixels + y * stride64, row_bytes)) throw 0;
+  if (!write_fully(fd, &trailer_magic, sizeof trailer_magic)) throw 0;
+}
 
-  imgbuf4f* image = o.image;
-  o.image = nullptr;
+// Reads exactly n bytes, waiting at most `timeout_ms` for each piece of data.
+bool read_fully(int fd, void* buf, std::size_t n, int timeout_ms) {
+  auto* p = static_cast<uint8_t*>(buf);
+  while (n > 0) {
+    pollfd pfd{fd, POLLIN, 0};
+    const int ready = ::poll(&pfd, 1, timeout_ms);
+    if (ready < 0 && errno == EINTR) continue;
+    if (ready <= 0) return false;
+    const ssize_t k = ::read(fd, p, n);
+    if (k < 0 && errno == EINTR) continue;
+    if (k <= 0) return false;
+    p += k;
+    n -= static_cast<std::size_t>(k);
+  }
+  return true;
+}
+
+// libjxr does not survive all damaged data (it can crash or stop the program inside its entropy
+// decoder), so the decode runs in a child process that sends the pixels back through a pipe. A
+// child that dies, fails or stays silent for a minute gives null.
+imgbuf4f* decode_isolated(const uint8_t* data, uint32_t size) {
+  int fds[2];
+  if (::pipe2(fds, O_CLOEXEC) != 0) return nullptr;
+  const pid_t pid = ::fork();
+  if (pid < 0) {
+    ::close(fds[0]);
+    ::close(fds[1]);
+    return nullptr;
+  }
+  if (pid == 0) {
+    ::close(fds[0]);
+    // The library's own complaints (unknown tags, failed assertions) are not the host's output.
+    const int null_fd = ::open("/dev/null", O_WRONLY);
+    if (null_fd >= 0) {
+      ::dup2(null_fd, STDOUT_FILENO);
+      ::dup2(null_fd, STDERR_FILENO);
+    }
+    int status = 0;
+    try {
+      decode_to_pipe(data, size, fds[1]);
+    } catch (...) {
+      status = 1;
+    }
+    ::_exit(status);
+  }
+  ::close(fds[1]);
+
+  constexpr int timeout_ms = 60000;
+  imgbuf4f* image = nullptr;
+  uint8_t* row = nullptr;
+  bool ok = false;
+  jxr_header header{};
+  if (read_fully(fds[0], &header, sizeof header, timeout_ms) && header.magic == header_magic &&
+      header.layout_index < std::size(layouts) && header.width > 0 && header.height > 0) {
+    const layout_entry& entry = layouts[header.layout_index];
+    const std::size_t row_bytes = std::size_t(header.width) * entry.bytes_per_pixel;
+    image = try_create_image(header.width, header.height);
+    row = image ? static_cast<uint8_t*>(std::malloc(row_bytes)) : nullptr;
+    if (row) {
+      uint32_t y = 0;
+      for (; y < header.height; ++y) {
+        if (!read_fully(fds[0], row, row_bytes, timeout_ms)) break;
+        convert_row(pixel_at(*image, 0, y), row, header.width, entry.layout);
+      }
+      uint32_t trailer = 0;
+      ok = y == header.height && read_fully(fds[0], &trailer, sizeof trailer, timeout_ms) &&
+           trailer == trailer_magic;
+    }
+  }
+  ::close(fds[0]);
+  if (!ok) ::kill(pid, SIGKILL);
+  while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+  }
+  std::free(row);
+  if (!ok) {
+    imgbuf4f_delete(image);
+    return nullptr;
+  }
   return image;
+}
+
+inline uint32_t le16(const uint8_t* p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8; }
+inline uint32_t le32(const uint8_t* p) { return le16(p) | le16(p + 2) << 16; }
+
+// The container: "II", 0xBC, a version byte, the offset of the first directory, and the directory
+// (an entry count and 12-byte entries: tag, type, count, value or offset). The glue stops the
+// program on some values it does not expect instead of failing, so those are refused here.
+bool container_is_sound(const uint8_t* data, uint32_t size) {
+  if (size < 8 || data[0] != 'I' || data[1] != 'I' || data[2] != 0xBC) return false;
+  const uint32_t dir = le32(data + 4);
+  if (dir < 8 || dir > size - 2) return false;
+  const uint32_t entries = le16(data + dir);
+  if (entries == 0 || entries > (size - dir - 2) / 12) return false;
+  for (uint32_t i = 0; i < entries; ++i) {
+    const uint8_t* e = data + dir + 2 + 12 * i;
+    const uint32_t tag = le16(e), count = le32(e + 4), value = le32(e + 8);
+    constexpr uint32_t tag_transformation = 0xBC02;
+    if (tag == tag_transformation && (count != 1 || value >= 8)) return false;
+  }
+  return true;
 }
 
 }  // namespace
 
 imgbuf4f* jxr_stage(const uint8_t* data, uint32_t size) {
-  // A JPEG XR file is a little-endian TIFF-like container with the identifier 0xBC.
-  if (size < 8 || data[0] != 'I' || data[1] != 'I' || data[2] != 0xBC) return nullptr;
-  try {
-    return decode(data, size);
-  } catch (int) {
-    return nullptr;
-  }
+  if (!container_is_sound(data, size)) return nullptr;
+  return decode_isolated(data, size);
 }
 
 }  // namespace quorin_engine
