@@ -11,8 +11,7 @@
 #include "document/node.h"
 #include "document/project.h"
 #include "eval/values.h"
-
-QUORIN_EXTERN_C void node_render(quorin_engine::shadetree_node_t* node, const quorin_engine::renderctx* ctx);
+#include "quorin/node.h"
 
 namespace quorin_engine {
 namespace {
@@ -210,13 +209,3 @@ scratch_buffer_t::scratch_buffer_t(renderbuffer_pool_t* p) : pool(p), buffer(p->
 scratch_buffer_t::~scratch_buffer_t() { pool->give_back(buffer); }
 
 }  // namespace quorin_engine
-
-// ---- interim: until the render driver lands ------------------------------------------------------
-
-QUORIN_EXTERN_C __attribute__((weak)) void node_render(quorin_engine::shadetree_node_t*,
-                                                       const quorin_engine::renderctx* ctx) {
-  if (ctx->target_buf && ctx->target_buf->pixels)
-    std::memset(ctx->target_buf->pixels, 0,
-                std::size_t(quorin_engine::imgbuf4f_stride_bytes(ctx->target_buf->width)) *
-                    ctx->target_buf->height);
-}
