@@ -7,7 +7,7 @@
 #include "document/node.h"
 #include "quorin/project.h"
 
-QUORIN_EXTERN_C quorin_engine::graph* graph_deep_copy(quorin_engine::graph* g);
+QUORIN_EXTERN_C quorin_engine::graph* graph_deep_copy(const quorin_engine::graph* g);
 
 namespace quorin_engine {
 namespace {
@@ -381,7 +381,7 @@ QUORIN_EXTERN_C QUORIN_API float project_animedit_normalized_time(const project*
 
 // ---- interim: until the graph family lands, a deep copy of the node list ---------------------------
 
-QUORIN_EXTERN_C __attribute__((weak)) graph* graph_deep_copy(graph* g) {
+QUORIN_EXTERN_C __attribute__((weak)) graph* graph_deep_copy(const graph* g) {
   auto* copy = new graph;
   for (shadetree_node_t* n : g->nodes) copy->nodes.push_back(new shadetree_node_t(*n));
   return copy;
