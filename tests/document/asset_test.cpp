@@ -1,5 +1,6 @@
 // Assets and the asset collection, and embedding an image file.
 #include <gtest/gtest.h>
+#include <dlfcn.h>
 #include <zlib.h>
 
 #include <cstdio>
@@ -261,3 +262,23 @@ TEST(Assets, LoadEmbedded) {
 }
 
 }  // namespace
+
+// Both families reach the host: every name is exported by the shared library, assets_delete_all as
+// a function of its own beside assets_clear.
+TEST(Assets, SharedLibraryExportsTheFamilies) {
+  const std::string lib = std::string(QUORIN_BINARY_DIR) + "/bin/libquorin_engine.so";
+  void* handle = dlopen(lib.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (!handle) GTEST_SKIP() << lib << " is not built";
+  for (const char* name :
+       {"asset_create", "asset_delete", "asset_deep_copy", "asset_name", "asset_set_name", "asset_filepath",
+        "asset_set_filepath", "asset_imgbuf", "asset_set_imgbuf", "asset_linkage", "asset_set_linkage",
+        "asset_link_filepath", "asset_set_link_filepath", "assets_create", "assets_delete", "assets_deep_copy",
+        "assets_empty", "assets_count", "assets_at", "assets_add", "assets_delete_at", "assets_delete_active",
+        "assets_clear", "assets_delete_all", "assets_active_asset_idx", "assets_active_asset",
+        "assets_activate_asset", "assets_dirty", "assets_reset_dirty", "assets_load_embedded",
+        "project_create", "project_deep_copy", "project_setting", "project_unattach_graph",
+        "project_active_graph_nodes", "project_animedit_normalized_time"})
+    EXPECT_NE(dlsym(handle, name), nullptr) << name;
+  EXPECT_NE(dlsym(handle, "assets_delete_all"), dlsym(handle, "assets_clear"));
+  dlclose(handle);
+}
