@@ -3,6 +3,7 @@
 #include "eval/dispatch.h"
 
 // -- family headers --
+#include "eval/driver.h"
 
 // -- end of family headers --
 
@@ -16,6 +17,11 @@ struct dispatch_entry {
 
 const dispatch_entry dispatch_table[] = {
     // -- driver: RGB, PassThru, Output, Group --
+    {0, render_RGB},
+    {28, render_Input},
+    {1000, render_passthru},
+    {1040, render_passthru},
+    {10000, render_group},
 
     // -- noise generators --
 
