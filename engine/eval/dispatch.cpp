@@ -3,6 +3,7 @@
 #include "eval/dispatch.h"
 
 // -- family headers --
+#include "eval/driver.h"
 #include "nodes/generators/gradients.h"
 #include "nodes/generators/noise.h"
 #include "nodes/generators/patterns.h"
@@ -19,6 +20,11 @@ struct dispatch_entry {
 
 const dispatch_entry dispatch_table[] = {
     // -- driver: RGB, PassThru, Output, Group --
+    {0, render_RGB},
+    {28, render_Input},
+    {1000, render_passthru},
+    {1040, render_passthru},
+    {10000, render_group},
 
     // -- noise generators --
     {1, render_SinePlasma},
