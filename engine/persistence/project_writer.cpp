@@ -230,6 +230,6 @@ bool write_project_file(const project& p, const wstring& path) {
 
 using namespace quorin_engine;
 
-QUORIN_EXTERN_C QUORIN_API uint32_t project_write_xml_to_file(project* p, const char16_t* path) {
+QUORIN_EXTERN_C QUORIN_API uint32_t project_write_xml_to_file(const project* p, const char16_t* path) {
   return write_project_file(*p, from_caller(path)) ? 1 : 0;
 }
