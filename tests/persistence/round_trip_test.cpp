@@ -1,6 +1,10 @@
 // Projects written and read back into an empty project compare equal, apart from what the file
 // format drops on purpose.
 #include "persistence_support.h"
+#include "sample_project.h"
+#include "codecs/decode.h"
+#include "core/imgbuf.h"
+#include "quorin/imgbuf4f.h"
 
 #include <algorithm>
 #include <map>
@@ -8,121 +12,6 @@
 using namespace persistence_test;
 
 namespace {
-
-struct sample_project {
-  project p;
-  // Nodes worth naming in the checks.
-  shadetree_node_t* feeder_by_second_output = nullptr;
-  shadetree_node_t* fed_by_second_output = nullptr;
-
-  sample_project() {
-    p.settings[u"custom & <setting>"] = u"\"quoted\"\ttab";
-    p.width = 640, p.settings[u"render-size-x"] = u"640";
-    p.height = 480, p.settings[u"render-size-y"] = u"480";
-    p.preview_permille = 750, p.settings[u"preview-percent"] = u"750";
-    p.preview_showalpha = 1, p.settings[u"preview-showalpha"] = u"true";
-    p.renderthreads_spectype_runtime = 0, p.settings[u"renderthreads-spectype-runtime"] = u"absolute";
-    p.renderthreads_runtime = 3, p.settings[u"renderthreads-runtime"] = u"3";
-    p.max_undo_redo_steps = 50, p.settings[u"max-undoredo-steps"] = u"50";
-    p.animation_frames = 100, p.settings[u"animation-frames"] = u"100";
-    p.preview_supersampling = 1, p.settings[u"preview-supersampling"] = u"true";
-
-    graph* g = new graph();
-    g->name = u"Main & <more>";
-    p.graphs.push_back(g);
-
-    shadetree_node_t* turbulence = add(g, u"Turbulence");
-    turbulence->params[u"size"] = u"12.500000";
-    turbulence->params[u"seed"] = u"42";
-    turbulence->disabled = true;
-    turbulence->display_x = 5, turbulence->display_y = 6, turbulence->display_w = 300, turbulence->display_h = 7;
-    turbulence->name = u"noise \"one\"\nsecond line";
-
-    shadetree_node_t* marble = add(g, u"Marble");
-    marble->params[u"amplitude"] = u"0.250000";  // lost under the time curve
-    marble->params[u"octaves"] = u"3";
-    marble->time_curves[u"amplitude"] =
-        make_curve({line(0, 0.125f, 0.5f, 1), bezier({0.5f, 1, 0.6f, 0.9f, 0.8f, 0.1f, 1, 0.333333f})});
-
-    shadetree_node_t* gradient = add(g, u"Gradient");
-    gradient->time_curves[u"start-horz"] = make_curve({line(0, 1, 1, 0)}, false);
-    gradient->params[u"mincolor-horz"] = u"(0.100000,0.200000,0.300000,0.500000)";
-
-    shadetree_node_t* constant = add(g, u"Constant");
-    constant->params[u"value"] = u"0.750000";
-
-    shadetree_node_t* blend = add(g, u"AlphaBlend");
-    blend->name = u"blend";
-    connect(turbulence, 0, blend, u"RGB-1");
-    connect(marble, 0, blend, u"RGB-2");
-    connect(constant, 0, blend, u"opacity");
-
-    shadetree_node_t* grey_curve = add(g, u"GreyCurve");
-    grey_curve->param_curves[u"value"] =
-        make_curve({line(0, 0, 0.5f, 0.25f), line(0.5f, 0.25f, 1, 1)}, false);
-    connect(turbulence, 0, grey_curve, u"grey");
-
-    shadetree_node_t* channels = add(g, u"ChannelCurves");
-    channels->param_curves[u"red"] = make_curve({bezier({0, 0, 0.25f, 0.5f, 0.75f, 0.5f, 1, 1})});
-    channels->param_curves.erase(u"blue");  // written as an empty curve
-
-    shadetree_node_t* text = add(g, u"Text");
-    text->params[u"text"] = u"Hello\r\n\u00e9t\u00e9 \u20ac";
-    text->binary_data.assign(256, 0);
-    for (int i = 0; i < 256; ++i) text->binary_data[i] = static_cast<uint8_t>(i * 31 + 7);
-
-    shadetree_node_t* expr = add(g, u"ScalarExpr");
-    expr->params[u"expression"] = u"_1 * 2 + sin(_2)";
-
-    feeder_by_second_output = add(g, u"UserInput");
-    fed_by_second_output = add(g, u"Blur");
-    connect(feeder_by_second_output, 1, fed_by_second_output, u"size");
-    connect(blend, 0, fed_by_second_output, u"RGB");
-
-    graph* second = new graph();  // no name
-    p.graphs.push_back(second);
-    shadetree_node_t* a = add(second, u"Constant");
-    shadetree_node_t* b = add(second, u"Marble");
-    connect(a, 0, b, u"amplitude");
-    b->time_curves[u"size"] = make_curve({line(0, 0, 1, 1)});  // not curveable: not written
-
-    graph* empty = new graph();
-    empty->name = u"empty";
-    p.graphs.push_back(empty);
-
-    asset* embedded = new asset();
-    embedded->linkage = 1;
-    embedded->name = u"bytes";
-    embedded->data_size = 200;
-    embedded->data = new uint8_t[200];
-    for (int i = 0; i < 200; ++i) embedded->data[i] = static_cast<uint8_t>(i ^ 0x5a);
-    p.assets.items.push_back(embedded);
-
-    asset* relative = new asset();
-    relative->link_filepath = 0;
-    relative->filepath = u"textures/wood & stone.png";
-    relative->name = u"wood";
-    p.assets.items.push_back(relative);
-
-    asset* absolute = new asset();  // a new asset's label: "absolute", not read back
-    absolute->filepath = u"/data/absolute.png";
-    p.assets.items.push_back(absolute);
-
-    asset* unnamed = new asset();
-    unnamed->linkage = 1;  // no bytes at all
-    p.assets.items.push_back(unnamed);
-  }
-
-  static shadetree_node_t* add(graph* g, const char16_t* type) {
-    shadetree_node_t* n = make_node(type);
-    g->nodes.push_back(n);
-    return n;
-  }
-  static void connect(shadetree_node_t* from, uint32_t output, shadetree_node_t* to, const char16_t* input) {
-    node_set_output_for_input_keyed(to, input, from);
-    node_add_input_for_output(from, output, to);
-  }
-};
 
 // What the file keeps of a node's parameter texts: one entry per specified parameter that is
 // neither under a time curve nor a curve value, empty where nothing was stored.
@@ -235,7 +124,7 @@ TEST_F(RoundTrip, ProjectComesBackFieldByField) {
   EXPECT_TRUE(feeder->output_connections[1].empty());
 
   // The linked asset with the default "absolute" label is dropped; the others come back.
-  ASSERT_EQ(r.assets.items.size(), 3u);
+  ASSERT_EQ(r.assets.items.size(), 4u);
   const asset* embedded = r.assets.items[0];
   EXPECT_EQ(embedded->linkage, 1u);
   EXPECT_EQ(embedded->name, u"bytes");
@@ -247,7 +136,19 @@ TEST_F(RoundTrip, ProjectComesBackFieldByField) {
   EXPECT_EQ(relative->link_filepath, 0u);
   EXPECT_EQ(relative->filepath, u"textures/wood & stone.png");
   EXPECT_EQ(relative->name, u"wood");
-  const asset* unnamed = r.assets.items[2];
+  // An embedded image is decoded as it is read.
+  const asset* picture = r.assets.items[2];
+  const asset* picture_written = w.assets.items[3];
+  ASSERT_EQ(picture->data_size, picture_written->data_size);
+  EXPECT_TRUE(std::equal(picture->data, picture->data + picture->data_size, picture_written->data));
+  ASSERT_NE(picture->image, nullptr);
+  EXPECT_EQ(picture->image->width, 3u);
+  EXPECT_EQ(picture->image->height, 2u);
+  imgbuf4f* direct = decode_image(picture_written->data, static_cast<uint32_t>(picture_written->data_size));
+  ASSERT_NE(direct, nullptr);
+  EXPECT_TRUE(std::equal(direct->pixels, direct->pixels + 3 * 2 * 4, picture->image->pixels));
+  imgbuf4f_delete(direct);
+  const asset* unnamed = r.assets.items[3];
   EXPECT_EQ(unnamed->linkage, 1u);
   EXPECT_EQ(unnamed->data_size, 0u);
   EXPECT_TRUE(unnamed->name.empty());
