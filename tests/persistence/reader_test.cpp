@@ -176,6 +176,7 @@ TEST_F(Reader, SettingsBecomeFieldsByTheirRules) {
   p.preview_showalpha = 1, p.preview_supersampling = 1;
   ASSERT_TRUE(read_text(p, "<project>" + settings + "</project>"));
 
+  EXPECT_FALSE(project_dirty(&p));  // no graph in the file
   EXPECT_EQ(p.settings.at(u"kept"), u"from before");
   EXPECT_EQ(p.settings.at(u"k"), u"new");
   EXPECT_EQ(p.settings.count(u""), 0u);
@@ -217,9 +218,8 @@ TEST_F(Reader, ReadingAppendsToTheProject) {
   ASSERT_TRUE(read_text(p, doc));
   ASSERT_EQ(p.graphs.size(), 4u);
   EXPECT_EQ(p.graphs[3]->name, u"second");
-  EXPECT_TRUE(p.dirty);
-  EXPECT_TRUE(p.graphs[0]->dirty);
-  EXPECT_EQ(p.active_graph_idx, -1);  // not in the file
+  EXPECT_TRUE(project_dirty(&p));
+  EXPECT_EQ(project_active_graph(&p), nullptr);  // the active graph is not in the file
   ASSERT_EQ(p.assets.items.size(), 2u);
   EXPECT_EQ(p.assets.items[1]->filepath, u"some/file.png");
   EXPECT_EQ(p.assets.items[1]->link_filepath, 0u);
