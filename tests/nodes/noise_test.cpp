@@ -199,6 +199,34 @@ TEST(NoiseCore, RegisterTablesAndPrimitives) {
     auto bn = [&](float u, float v) { return ref::cubic(base, u, v) * 2.0f - 1.0f; };
     EXPECT_EQ(base_turbulence(x, y, 16.0f), ref::turbulence(bn, x, y, 16.0f));
   }
+  // The row evaluators of the generators give the plain functions' values for any x, also out of
+  // order, negative, repeated or spread over many cells.
+  const float xs[] = {0.0f, 0.1f, 0.2f, 0.9f, 1.0f, 1.05f, 7.5f, -3.25f, -3.25f, 2.0f, 300.7f, 0.4f, 0.41f};
+  const uint32_t n = sizeof xs / sizeof xs[0];
+  const float* t7p = seed_value_table(7);
+  for (float y : {0.0f, 2.75f, -1.5f}) {
+    for (float f : {1.0f, 2.3f}) {
+      std::vector<float> cub(n + 3), lin(n + 3), cosv(n + 3), sim(n + 3);
+      cubic_row_t cr;
+      linear_row_t lr;
+      cosine_row_t cs;
+      simplex_row_t sr;
+      cr.start(t7p, y);
+      lr.start(t7p, y);
+      cs.start(t7p, y);
+      sr.start(nullptr, y);
+      cr.eval(f, xs, n, cub.data());
+      lr.eval(f, xs, n, lin.data());
+      cs.eval(f, xs, n, cosv.data());
+      sr.eval(f, xs, n, sim.data());
+      for (uint32_t i = 0; i < n; ++i) {
+        EXPECT_EQ(cub[i], ref::cubic(t7, f * xs[i], y)) << i;
+        EXPECT_EQ(lin[i], ref::linear(t7, f * xs[i], y)) << i;
+        EXPECT_EQ(cosv[i], ref::cosine(t7, f * xs[i], y)) << i;
+        EXPECT_EQ(sim[i], ref::simplex(f * xs[i], y)) << i;
+      }
+    }
+  }
   // A lattice value reads only the low eight bits of y.
   EXPECT_EQ(lattice_value(5, 3, 7), lattice_value(5, 3 + 256, 7));
   EXPECT_EQ(lattice_value(5, 3, 7), t7[ref::P[(ref::P[3] + 5) & 255]]);
