@@ -435,3 +435,116 @@ TEST(NoiseGenerators, RenderedFromNodesAtDefaults) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(NoiseGenerators, ParametersReadAndClamped) {
+  engine_up();
+  renderctx ctx{};
+  shadetree_node_t t(14);
+  set_params(t, {{u"size", u"0.5"}, {u"noise", u"simplex"}, {u"lofreq", u"0"}, {u"hifreq", u"20"},
+                 {u"lacunarity", u"9"}, {u"persistence", u"-1"}, {u"mapping", u"abs"}, {u"interp", u"cosine"},
+                 {u"seed", u"6000"}});
+  octave_noise_params p = fetch_octave_noise_params(t, ctx);
+  EXPECT_EQ(p.size, 1.0f);
+  EXPECT_EQ(p.noise, 1u);
+  EXPECT_EQ(p.lofreq, 1u);
+  EXPECT_EQ(p.hifreq, 15u);
+  EXPECT_EQ(p.lacunarity, 4.0f);
+  EXPECT_EQ(p.persistence, 0.0f);
+  EXPECT_EQ(p.mapping, 1u);
+  EXPECT_EQ(p.interp, 2u);
+  EXPECT_EQ(p.seed, 5000u);  // above 5000 reads as 5000
+  set_params(t, {{u"size", u"300"}, {u"lacunarity", u"1"}, {u"persistence", u"2"}, {u"seed", nullptr}});
+  p = fetch_octave_noise_params(t, ctx);
+  EXPECT_EQ(p.size, 250.0f);
+  EXPECT_EQ(p.lacunarity, 1.5f);
+  EXPECT_EQ(p.persistence, 1.0f);
+  EXPECT_EQ(p.seed, 0u);  // unset reads as 0
+
+  // Marble: a connected value of 1.0 on the three-value direction gives 3, limited to "both".
+  shadetree_node_t k(17), m(16);
+  set_params(k, {{u"value", u"1.0"}});
+  m.input_connections[u"direction"] = &k;
+  set_params(m, {{u"size", u"0"}, {u"octaves", u"9"}, {u"amplitude", u"1.5"}});
+  marble_params mp = fetch_marble_params(m, ctx);
+  EXPECT_EQ(mp.direction, 2u);
+  EXPECT_EQ(mp.size, 1.0f);
+  EXPECT_EQ(mp.octaves, 8u);
+  EXPECT_EQ(mp.amplitude, 1.0f);
+
+  shadetree_node_t w(27);
+  set_params(w, {{u"octave", u"7"}, {u"toctaves", u"0"}, {u"amplitude", u"-0.5"}, {u"interp", u"linear"}});
+  wood_rings_params wp = fetch_wood_rings_params(w, ctx);
+  EXPECT_EQ(wp.octave, 6u);
+  EXPECT_EQ(wp.toctaves, 1u);
+  EXPECT_EQ(wp.amplitude, 0.0f);
+  EXPECT_EQ(wp.interp, 1u);
+
+  shadetree_node_t n(33);
+  set_params(n, {{u"type", u"simplex"}, {u"mapping", u"abs"}, {u"size", u"251"}, {u"interp", u"no such"}});
+  value_noise_params np = fetch_value_noise_params(n, ctx);
+  EXPECT_EQ(np.type, 1u);
+  EXPECT_EQ(np.mapping, 1u);
+  EXPECT_EQ(np.size, 250.0f);
+  EXPECT_EQ(np.interp, 0u);
+
+  // SinePlasma uses its phases as read.
+  shadetree_node_t s(1);
+  set_params(s, {{u"xphase", u"40"}, {u"yphase", u"-5"}});
+  sine_plasma_params sp = fetch_sine_plasma_params(s, ctx);
+  EXPECT_EQ(sp.xphase, 40.0f);
+  EXPECT_EQ(sp.yphase, -5.0f);
+}
+
+TEST(NoiseGenerators, SeedsAndEdgeCasesThroughNodes) {
+  auto turb = [](params_list p) { return render_node(14, p, 37, 23, render_Turbulence); };
+  image_ptr unset = turb({{u"seed", nullptr}});
+  image_ptr zero = turb({{u"seed", u"0"}});
+  EXPECT_TRUE(same_image(*zero, [&](uint32_t c, uint32_t r) { return pixel(*unset, c, r); }));
+  image_ptr s5000 = turb({{u"seed", u"5000"}});
+  image_ptr s6000 = turb({{u"seed", u"6000"}});
+  image_ptr s4999 = turb({{u"seed", u"4999"}});
+  EXPECT_TRUE(same_image(*s6000, [&](uint32_t c, uint32_t r) { return pixel(*s5000, c, r); }));
+  EXPECT_FALSE(same_image(*s4999, [&](uint32_t c, uint32_t r) { return pixel(*s5000, c, r); }));
+  EXPECT_FALSE(same_image(*zero, [&](uint32_t c, uint32_t r) { return pixel(*s5000, c, r); }));
+
+  // Zero octaves.
+  EXPECT_TRUE(uniform_image(*turb({{u"lofreq", u"5"}, {u"hifreq", u"4"}}), grey(0.0f)));
+  EXPECT_TRUE(uniform_image(*render_node(15, {{u"lofreq", u"5"}, {u"hifreq", u"4"}}, 37, 23, render_FractalSum),
+                            grey(0.5f)));
+  EXPECT_TRUE(uniform_image(
+      *render_node(15, {{u"lofreq", u"5"}, {u"hifreq", u"4"}, {u"mapping", u"abs"}}, 37, 23, render_FractalSum),
+      grey(0.0f)));
+
+  // Simplex noise ignores the seed.
+  using routine_fn = void (*)(shadetree_node_t&, const renderctx&);
+  for (auto [id, routine] : {std::pair<uint32_t, routine_fn>{33u, render_Noise}, {14u, render_Turbulence},
+                             {15u, render_FractalSum}}) {
+    const char16_t* key = id == 33 ? u"type" : u"noise";
+    image_ptr a = render_node(id, {{key, u"simplex"}, {u"seed", u"1"}}, 37, 23, routine);
+    image_ptr b = render_node(id, {{key, u"simplex"}, {u"seed", u"77"}}, 37, 23, routine);
+    EXPECT_TRUE(same_image(*b, [&](uint32_t c, uint32_t r) { return pixel(*a, c, r); })) << id;
+  }
+
+  // Parameters from their texts give the image of the same record.
+  octave_noise_params p;
+  p.size = 5.5f;
+  p.lofreq = 2;
+  p.hifreq = 4;
+  p.lacunarity = 2.25f;
+  p.persistence = 0.75f;
+  p.interp = 1;
+  p.seed = 7;
+  image_ptr want = fill(fill_fractal_sum, p);
+  image_ptr got = render_node(15,
+                              {{u"size", u"5.5"}, {u"lofreq", u"2"}, {u"hifreq", u"4"}, {u"lacunarity", u"2.25"},
+                               {u"persistence", u"0.75"}, {u"interp", u"linear"}, {u"seed", u"7"}},
+                              37, 23, render_FractalSum);
+  EXPECT_TRUE(same_image(*got, [&](uint32_t c, uint32_t r) { return pixel(*want, c, r); }));
+
+  EXPECT_TRUE(uniform_image(*render_node(1, {{u"xphase", u"0"}, {u"yphase", u"0"}}, 37, 23, render_SinePlasma),
+                            grey(0.5f)));
+}
+
+}  // namespace
