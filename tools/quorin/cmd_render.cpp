@@ -135,7 +135,15 @@ bool has_frame_pattern(const std::string& path) {
   return false;
 }
 
+std::string fill_frame(const std::string& path, uint32_t frame);
+
+// The frame number goes into the file name only, never into the folders above it.
 std::string frame_path(const std::string& path, uint32_t frame) {
+  std::filesystem::path p(path);
+  return (p.parent_path() / fill_frame(p.filename().string(), frame)).string();
+}
+
+std::string fill_frame(const std::string& path, uint32_t frame) {
   std::string out;
   for (std::size_t i = 0; i < path.size();) {
     if (path[i] == '#') {
@@ -229,6 +237,24 @@ void apply_set(qr_graph* g, const std::string& spec) {
   node_set_param_value(n, param.c_str(), to_u16(spec.substr(eq + 1)).c_str());
 }
 
+// Formulas travel in project files as text, and a ScalarExpr read from a file holds no parsed
+// formula: setting the text again parses it, as an editor does when a project is opened.
+void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx) {
+  for (uint32_t i = 0, n = graph_node_count(g); i < n; ++i) {
+    qr_node* node = graph_node_at(g, i);
+    if (::node_type(node) != 1053) continue;
+    float unused = 0;
+    std::string text =
+        engine_text([&](qr_char* b, int32_t c) { node_param_value_keyed(node, ctx, b, c, &unused, u"expression"); });
+    if (text.empty()) continue;
+    try {
+      node_set_param_value(node, u"expression", to_u16(text).c_str());
+    } catch (const std::exception& e) {
+      throw run_error("node '" + node_label(g, node) + "': the formula '" + text + "' is incomplete (" + e.what() + ")");
+    }
+  }
+}
+
 // Prints a progress line on standard error while a render has taken longer than a second.
 class progress_reporter {
  public:
@@ -282,8 +308,6 @@ int cmd_render(const std::vector<std::string>& args) {
   qr_project* p = loaded.project;
   qr_graph* g = find_graph(p, o.graph, nullptr);
 
-  for (const std::string& s : o.sets) apply_set(g, s);
-
   std::vector<qr_node*> nodes;
   if (o.nodes.empty()) nodes.push_back(default_node(g));
   for (const std::string& spec : o.nodes) nodes.push_back(find_node(g, spec));
@@ -330,7 +354,10 @@ int cmd_render(const std::vector<std::string>& args) {
   struct cleanup_t {
     qr_renderctx* c; qr_imgbuf4f* t; qr_pool4f* p;
     ~cleanup_t() { renderctx_delete(c); imgbuf4f_delete(t); pool4f_delete(p); }
-  } cleanup{ctx, target, pool};
+  } owned{ctx, target, pool};
+
+  parse_stored_expressions(g, ctx);
+  for (const std::string& s : o.sets) apply_set(g, s);
 
   uint32_t frames = o.has_frames ? o.last_frame - o.first_frame + 1 : 1;
   if (o.has_frames) project_anim_start(p, o.first_frame, o.last_frame);
