@@ -63,7 +63,7 @@ std::vector<uint8_t> make_png(uint32_t w, uint32_t h, std::size_t total) {
 std::u16string write_file(const std::string& name, const std::vector<uint8_t>& bytes) {
   std::string path = std::string(QUORIN_BINARY_DIR) + "/" + name;
   std::FILE* f = std::fopen(path.c_str(), "wb");
-  std::fwrite(bytes.data(), 1, bytes.size(), f);
+  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
   std::fclose(f);
   return std::u16string(path.begin(), path.end());
 }
