@@ -39,10 +39,11 @@ const wstring* stored_text(const shadetree_node_t* node, const wstring& name) {
   return it == node->params.end() ? nullptr : &it->second;
 }
 
-// truncate(v + 0.5) to an unsigned value, wrapping like a conversion through a 64-bit integer.
+// truncate(v + 0.5) in floats, as the value fetches round, to an unsigned value that wraps like a
+// conversion through a 64-bit integer.
 uint32_t round_to_uint(float v) {
-  double x = static_cast<double>(v) + 0.5;
-  if (!(x > -9.2e18 && x < 9.2e18)) return 0;
+  const float x = v + 0.5f;
+  if (!(x > -9.2e18f && x < 9.2e18f)) return 0;
   return static_cast<uint32_t>(static_cast<int64_t>(x));
 }
 

@@ -9,7 +9,6 @@
 #include <iterator>
 #include <set>
 #include <string>
-#include <type_traits>
 #include <vector>
 #include "catalogue/catalogue.h"
 #include "core/text.h"
@@ -17,63 +16,10 @@
 #include "quorin/engine.h"
 #include "quorin/node.h"
 
-// The catalogue queries and init come from the catalogue work; in a build without them the calls
-// below resolve to these stand-ins, and the tests that need the queries report that they are absent.
-extern "C" uint32_t init(void) __attribute__((weak));
-namespace query_standins {
-struct absent {};
-#define QR_STANDIN(f) \
-  inline uint32_t f(...) { return 0; }
-QR_STANDIN(node_is_generator)
-QR_STANDIN(node_type_name)
-QR_STANDIN(node_type_description)
-QR_STANDIN(node_type_is_disabled)
-QR_STANDIN(node_category)
-QR_STANDIN(node_category_name)
-QR_STANDIN(node_bmpresource_id)
-QR_STANDIN(node_all_categories_count)
-QR_STANDIN(node_all_categories_name)
-QR_STANDIN(node_all_categories_description)
-QR_STANDIN(node_output_count)
-QR_STANDIN(node_input_count)
-QR_STANDIN(node_output_name)
-QR_STANDIN(node_output_description)
-QR_STANDIN(node_output_type)
-QR_STANDIN(node_input_name)
-QR_STANDIN(node_input_description)
-QR_STANDIN(node_input_type)
-QR_STANDIN(node_formal_param_group_count)
-QR_STANDIN(node_formal_param_group_name)
-QR_STANDIN(node_formal_param_count)
-QR_STANDIN(node_formal_param_name)
-QR_STANDIN(node_formal_param_description)
-QR_STANDIN(node_formal_param_type_indexed)
-QR_STANDIN(node_formal_param_type_keyed)
-QR_STANDIN(node_formal_param_uint_has_minval)
-QR_STANDIN(node_formal_param_uint_has_maxval)
-QR_STANDIN(node_formal_param_uint_minval)
-QR_STANDIN(node_formal_param_uint_maxval)
-QR_STANDIN(node_formal_param_float_has_minval)
-QR_STANDIN(node_formal_param_float_has_maxval)
-inline float node_formal_param_float_minval(...) { return 0.0f; }
-inline float node_formal_param_float_maxval(...) { return 0.0f; }
-QR_STANDIN(node_formal_param_enum_count)
-inline absent node_formal_param_enum_name(...) { return {}; }
-QR_STANDIN(node_formal_param_time_curveable_indexed)
-QR_STANDIN(node_formal_param_time_curveable_keyed)
-#undef QR_STANDIN
-}  // namespace query_standins
-using namespace query_standins;
-
 namespace {
 
 using quorin_engine::shadetree_node_t;
 using std::u16string;
-
-constexpr bool queries_built =
-    !std::is_same_v<decltype(node_formal_param_enum_name(static_cast<qr_node*>(nullptr), 0u, 0u, 0u,
-                                                         static_cast<qr_char*>(nullptr), 0)),
-                    absent>;
 
 const char* const document_path = QUORIN_SOURCE_DIR "/engine/catalogue/resources/nodetypespecs.xml";
 
@@ -279,17 +225,13 @@ uint32_t type_id_of(const char16_t* name) {
   return 0;
 }
 
-// init once for this executable, unless another test already filled the catalogue.
+// The engine's catalogue as init builds it; other tests of this executable may have emptied it.
 bool catalogue_up() {
-  if (!queries_built || !init) return false;
   if (quorin_engine::nodetype_specs().empty()) init();
   return !quorin_engine::nodetype_specs().empty();
 }
 
-#define REQUIRE_CATALOGUE()                                                              \
-  if (!catalogue_up()) {                                                                 \
-    FAIL() << "the catalogue queries and init are not in this build, or init loads nothing"; \
-  }
+#define REQUIRE_CATALOGUE() ASSERT_TRUE(catalogue_up()) << "init loads nothing"
 
 // ---- the document as a tree (libxml2) --------------------------------------------------------
 
@@ -579,7 +521,7 @@ TEST(NodeTypeDocument, EnumNamesAsTheUserSeesThem) {
   }
 }
 
-TEST(NodeTypeDocument, BoundsCurvesAndDeliberateNameMismatches) {
+TEST(NodeTypeDocument, BoundsCurvesDefaultsAndDeliberateNameMismatches) {
   REQUIRE_CATALOGUE();
   {
     node_holder t(type_id_of(u"Turbulence"));
@@ -641,6 +583,27 @@ TEST(NodeTypeDocument, BoundsCurvesAndDeliberateNameMismatches) {
               (std::vector<u16string>{u"text", u"color", u"mode", u"alignx", u"aligny", u"posx", u"posy"}));
     EXPECT_TRUE(find_param(tx.node, u"align-x").found);
     EXPECT_EQ(node_formal_param_type_keyed(tx.node, u"font"), uint32_t(quorin_engine::param_font));
+  }
+  {
+    // A few defaults whose text a user sees first in a property page.
+    struct def { const char16_t* type; const char16_t* param; const char16_t* text; };
+    for (def d : {def{u"RGB", u"color", u"(0.0,0.0,0.0)"}, def{u"Blur", u"size", u"0.03"},
+                  def{u"Blur", u"direction", u"both"}, def{u"Gradient", u"repeat", u"none (clear)"},
+                  def{u"Blend", u"alpha", u"Set"}, def{u"Flip", u"axis", u"X"},
+                  def{u"Reflect", u"fill-color", u"(0.0,0.0,0.0)"}, def{u"Rotate", u"fill-color", u"(1.0,1.0,1.0)"},
+                  def{u"Distort", u"interpolation", u"None"}, def{u"ImageSample", u"interpolation", u"Bilinear"},
+                  def{u"Mask", u"tri-verts", u"1-2-5"}, def{u"Bricks", u"brick-color", u"(0.5,0.15,0.14)"},
+                  def{u"FractalJulia", u"cy", u"-0.2"}, def{u"Lighting", u"diffuse", u"true"},
+                  def{u"Str2Num", u"string", u"0.0"}, def{u"SimpleConstant", u"which", u"0"}}) {
+      node_holder h(type_id_of(d.type));
+      const shadetree_node_t* node = h.node;
+      auto it = node->params.find(d.param);
+      ASSERT_NE(it, node->params.end()) << narrow(d.type) << "." << narrow(d.param);
+      EXPECT_EQ(it->second, d.text) << narrow(d.type) << "." << narrow(d.param);
+    }
+    node_holder cm(type_id_of(u"ColorMap"));
+    const shadetree_node_t* colormap = cm.node;
+    EXPECT_FALSE(colormap->params.count(u"upper2")) << "the third point has no default position";
   }
   {
     // Groups named by the types themselves, in order.

@@ -106,7 +106,6 @@ class message_capture {
       if (l.rfind(prefix, 0) == 0) return true;
     return false;
   }
-  void clear() { lines_.clear(); }
 
  private:
   static void sink(const char16_t* text, void* user) {

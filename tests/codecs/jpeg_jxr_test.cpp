@@ -42,6 +42,15 @@ TEST(JpegDecode, MatchesLibjpegReferenceDecodes) {
   }
 }
 
+TEST(JpegDecode, CmykGivesAnImageOfTheRightSize) {
+  message_capture m;
+  image_ptr img = decode(read_fixture("jpeg_cmyk.jpg"));
+  ASSERT_TRUE(img);
+  EXPECT_EQ(img->width, 8u);
+  EXPECT_EQ(img->height, 8u);
+  EXPECT_TRUE(m.lines().empty());
+}
+
 TEST(JpegDecode, DamagedDataFailsAndTheChainGoesOn) {
   for (size_t keep : {size_t(2), size_t(300), size_t(1000)}) {
     std::vector<uint8_t> bytes = read_fixture("jpeg_rgb.jpg");

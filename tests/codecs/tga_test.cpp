@@ -46,58 +46,40 @@ TEST(TgaLoader, FilesWrittenByPil) {
 }
 
 TEST(TgaLoader, SixteenBitPixelsAndOrientations) {
-  // Three 1-5-5-5 pixels in file order: (r, g, b, alpha bit).
-  auto px = [](uint32_t r, uint32_t g, uint32_t b, uint32_t a) {
+  // Two rows of three 1-5-5-5 pixels in file order, given as (r, g, b, alpha bit).
+  std::vector<uint8_t> pixels;
+  for (auto [r, g, b, a] : {std::array<uint32_t, 4>{31, 0, 0, 1}, {0, 31, 0, 0}, {0, 0, 31, 1},
+                            {1, 2, 3, 0}, {4, 5, 6, 1}, {7, 8, 9, 0}}) {
     const uint32_t v = a << 15 | r << 10 | g << 5 | b;
-    return std::vector<uint8_t>{uint8_t(v), uint8_t(v >> 8)};
-  };
-  std::vector<uint8_t> row0, row1;
-  for (auto p : {px(31, 0, 0, 1), px(0, 31, 0, 0), px(0, 0, 31, 1)}) row0.insert(row0.end(), p.begin(), p.end());
-  for (auto p : {px(1, 2, 3, 0), px(4, 5, 6, 1), px(7, 8, 9, 0)}) row1.insert(row1.end(), p.begin(), p.end());
-  std::vector<uint8_t> pixels = row0;
-  pixels.insert(pixels.end(), row1.begin(), row1.end());
-  const rgba red{1, 0, 0, 1}, blue{0, 0, 1, 1};
-  const rgba green_clear{0, 1, 0, 0};
-  const rgba first_of_row1{float(1 / 31.0), float(2 / 31.0), float(3 / 31.0), 0};
-
-  // Depth 16 with one attribute bit: alpha from bit 15. Orientation 2: top-left origin.
-  {
-    image_ptr img = load(tga_file(3, 2, 16, 0x21, pixels));
-    ASSERT_TRUE(img);
-    EXPECT_EQ(pixel(*img, 0, 0), red);
-    EXPECT_EQ(pixel(*img, 1, 0), green_clear);
-    EXPECT_EQ(pixel(*img, 0, 1), first_of_row1);
+    pixels.insert(pixels.end(), {uint8_t(v), uint8_t(v >> 8)});
   }
-  // Depth 15 (and 16 without attribute bits): alpha 1. Orientation 0: the first row is the bottom.
+  const rgba red{1, 0, 0, 1}, first_of_row1{float(1 / 31.0), float(2 / 31.0), float(3 / 31.0), 0};
+
+  // Where the file's first pixel of each row lands for descriptor bits 4 (right to left) and 5
+  // (top to bottom); right-to-left rows start from their last pixel. One attribute bit: alpha.
+  struct orientation {
+    uint8_t descriptor;
+    uint32_t x0, y0, x1, y1;
+  };
+  for (const orientation& o : {orientation{0x01, 0, 1, 0, 0}, {0x11, 2, 1, 2, 0}, {0x21, 0, 0, 0, 1},
+                               {0x31, 2, 0, 2, 1}}) {
+    image_ptr img = load(tga_file(3, 2, 16, o.descriptor, pixels));
+    ASSERT_TRUE(img);
+    EXPECT_EQ(pixel(*img, o.x0, o.y0), red) << int(o.descriptor);
+    EXPECT_EQ(pixel(*img, o.x1, o.y1), first_of_row1) << int(o.descriptor);
+    EXPECT_EQ(pixel(*img, 1, o.y0), (rgba{0, 1, 0, 0})) << int(o.descriptor);
+  }
+  // Depth 15, and 16 without attribute bits: alpha 1.
   for (uint8_t depth : {uint8_t(15), uint8_t(16)}) {
     image_ptr img = load(tga_file(3, 2, depth, 0x00, pixels));
     ASSERT_TRUE(img);
-    EXPECT_EQ(pixel(*img, 0, 1), red);
     EXPECT_EQ(pixel(*img, 1, 1), (rgba{0, 1, 0, 1}));
     EXPECT_EQ(pixel(*img, 2, 0), (rgba{float(7 / 31.0), float(8 / 31.0), float(9 / 31.0), 1}));
   }
-  // Right to left (bit 4): each row starts from its last pixel. Orientation 3: top-right origin.
-  {
-    image_ptr img = load(tga_file(3, 2, 16, 0x31, pixels));
-    ASSERT_TRUE(img);
-    EXPECT_EQ(pixel(*img, 0, 0), blue);
-    EXPECT_EQ(pixel(*img, 2, 0), red);
-    EXPECT_EQ(pixel(*img, 2, 1), first_of_row1);
-  }
-  // Orientation 1: bottom-right origin.
-  {
-    image_ptr img = load(tga_file(3, 2, 16, 0x11, pixels));
-    ASSERT_TRUE(img);
-    EXPECT_EQ(pixel(*img, 2, 1), red);
-    EXPECT_EQ(pixel(*img, 0, 1), blue);
-    EXPECT_EQ(pixel(*img, 2, 0), first_of_row1);
-  }
   // The id field is skipped.
-  {
-    image_ptr img = load(tga_file(3, 2, 16, 0x21, pixels, 5));
-    ASSERT_TRUE(img);
-    EXPECT_EQ(pixel(*img, 0, 0), red);
-  }
+  image_ptr img = load(tga_file(3, 2, 16, 0x21, pixels, 5));
+  ASSERT_TRUE(img);
+  EXPECT_EQ(pixel(*img, 0, 0), red);
 }
 
 TEST(TgaLoader, RefusedFilesAndMessages) {

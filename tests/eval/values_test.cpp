@@ -68,18 +68,15 @@ std::vector<nodetype_spec_t> value_records() {
 
 class ValueNodes : public ::testing::Test {
  protected:
+  // The value nodes' enum records stand in for the whole catalogue, so that no other record's
+  // defaults reach the nodes built here.
   void SetUp() override {
-    auto& v = nodetype_specs();
-    std::vector<nodetype_spec_t> mine = value_records();
-    added = mine.size();
-    v.insert(v.begin(), mine.begin(), mine.end());
+    saved = std::move(nodetype_specs());
+    nodetype_specs() = value_records();
     ctx = renderctx{};
     ctx.project = &proj;
   }
-  void TearDown() override {
-    auto& v = nodetype_specs();
-    v.erase(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(added));
-  }
+  void TearDown() override { nodetype_specs() = std::move(saved); }
 
   float value_of(shadetree_node_t& n) { return node_scalar_value(&n, &ctx); }
 
@@ -102,7 +99,7 @@ class ValueNodes : public ::testing::Test {
 
   project proj;
   renderctx ctx{};
-  std::size_t added = 0;
+  std::vector<nodetype_spec_t> saved;
 };
 
 }  // namespace

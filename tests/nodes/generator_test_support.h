@@ -15,6 +15,7 @@
 #include "core/pool.h"
 #include "core/renderctx.h"
 #include "document/node.h"
+#include "quorin/engine.h"
 
 namespace gentest {
 
@@ -40,12 +41,29 @@ struct render_options {
   bool preview_supersampling = false;
 };
 
-// Creates a node of the type, sets the given parameter texts and calls the routine directly.
+// Sets parameter texts; a null value removes the stored text.
+inline void set_params(shadetree_node_t& node, params_list params) {
+  for (auto& [name, value] : params) {
+    if (value)
+      node.params[name] = value;
+    else
+      node.params.erase(name);
+  }
+}
+
+// The engine's catalogue, loaded once for this executable (enum texts and defaults come from it).
+inline void engine_up() {
+  if (nodetype_specs().empty()) init();
+}
+
+// Creates a node of the type (with the catalogue's defaults), sets the given parameter texts and
+// calls the routine directly.
 inline image_ptr render_node(uint32_t type_id, params_list params, uint32_t w, uint32_t h,
                              void (*routine)(shadetree_node_t&, const renderctx&),
                              render_options opt = {}) {
+  engine_up();
   shadetree_node_t node(type_id);
-  for (auto& [name, value] : params) node.params[name] = value;
+  set_params(node, params);
   renderbuffer_pool_t pool(w, h, 0);
   image_ptr target = make_target(w, h);
   renderctx ctx{};

@@ -239,3 +239,62 @@ TEST(GradientGenerators, RadialSine) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(GradientGenerators, ParametersThroughNodes) {
+  engine_up();
+  renderctx ctx{};
+  shadetree_node_t n(2);
+  set_params(n, {{u"direction", u"both"}, {u"repeat", u"min->max,min->max,..."}, {u"start-horz", u"1.5"},
+                 {u"end-vert", u"-1"}, {u"interp-vert", u"spline (5th deg.)"}, {u"interp-horz", u"bi-linear"},
+                 {u"maxcolor-vert", u"(0.2,0.4,0.6)"}});
+  gradient_params p = fetch_gradient_params(n, ctx);
+  EXPECT_EQ(p.direction, 2u);
+  EXPECT_EQ(p.repeat, 3u);
+  EXPECT_EQ(p.horz.start, 1.0f);
+  EXPECT_EQ(p.vert.end, 0.0f);
+  EXPECT_EQ(p.vert.interp, 3u);
+  EXPECT_EQ(p.horz.interp, 1u);
+  EXPECT_EQ(p.vert.maxcolor[2], 0.6f);
+  EXPECT_EQ(p.vert.maxcolor[3], 1.0f);
+
+  // "none (clear)" from a quarter, by text: the left quarter is transparent black.
+  image_ptr q = render_node(2, {{u"start-horz", u"0.25"}}, 37, 23, render_Gradient);
+  EXPECT_EQ(pixel(*q, 8, 4), (px4{0, 0, 0, 0}));
+  EXPECT_EQ(pixel(*q, 9, 4), (px4{0, 0, 0, 1}));
+  EXPECT_EQ(pixel(*q, 36, 4), (px4{1, 0, 0, 1}));
+  // "none (fill)" with "bi-linear": the max colour on both sides.
+  image_ptr f = render_node(2, {{u"repeat", u"none (fill)"}, {u"interp-horz", u"bi-linear"}, {u"start-horz", u"0.25"},
+                                {u"end-horz", u"0.75"}},
+                            37, 23, render_Gradient);
+  EXPECT_EQ(pixel(*f, 0, 0), (px4{1, 0, 0, 1}));
+  EXPECT_EQ(pixel(*f, 36, 0), (px4{1, 0, 0, 1}));
+
+  // CircGradient: supersampling only for a preview with supersampling on; radius clamped to 1.
+  circ_gradient_params single, four;
+  four.supersampling = 2;
+  image_ptr s1 = make_target(37, 23), s4 = make_target(37, 23);
+  fill_circ_gradient(single, *s1);
+  fill_circ_gradient(four, *s4);
+  image_ptr plain = render_node(3, {{u"supersampling", u"4x4"}}, 37, 23, render_CircGradient, {true, false});
+  EXPECT_TRUE(same_image(*plain, [&](uint32_t c, uint32_t r) { return pixel(*s1, c, r); }));
+  image_ptr preview = render_node(3, {{u"supersampling", u"4x4"}}, 37, 23, render_CircGradient, {true, true});
+  EXPECT_TRUE(same_image(*preview, [&](uint32_t c, uint32_t r) { return pixel(*s4, c, r); }));
+  shadetree_node_t c(3);
+  set_params(c, {{u"radius", u"2"}, {u"mode", u"inverse"}});
+  circ_gradient_params cp = fetch_circ_gradient_params(c, ctx);
+  EXPECT_EQ(cp.radius, 1.0f);
+  EXPECT_EQ(cp.mode, 1u);
+
+  // RadialSine: the octave is read as a float and raised to at least 1.
+  shadetree_node_t r(23);
+  set_params(r, {{u"octave", u"0"}});
+  EXPECT_EQ(fetch_radial_sine_params(r, ctx).octave, 1.0f);
+  set_params(r, {{u"octave", u"2.5"}});
+  EXPECT_EQ(fetch_radial_sine_params(r, ctx).octave, 2.5f);
+  set_params(r, {{u"octave", u"12"}});
+  EXPECT_EQ(fetch_radial_sine_params(r, ctx).octave, 12.0f);
+}
+
+}  // namespace

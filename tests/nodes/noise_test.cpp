@@ -199,6 +199,34 @@ TEST(NoiseCore, RegisterTablesAndPrimitives) {
     auto bn = [&](float u, float v) { return ref::cubic(base, u, v) * 2.0f - 1.0f; };
     EXPECT_EQ(base_turbulence(x, y, 16.0f), ref::turbulence(bn, x, y, 16.0f));
   }
+  // The row evaluators of the generators give the plain functions' values for any x, also out of
+  // order, negative, repeated or spread over many cells.
+  const float xs[] = {0.0f, 0.1f, 0.2f, 0.9f, 1.0f, 1.05f, 7.5f, -3.25f, -3.25f, 2.0f, 300.7f, 0.4f, 0.41f};
+  const uint32_t n = sizeof xs / sizeof xs[0];
+  const float* t7p = seed_value_table(7);
+  for (float y : {0.0f, 2.75f, -1.5f}) {
+    for (float f : {1.0f, 2.3f}) {
+      std::vector<float> cub(n + 3), lin(n + 3), cosv(n + 3), sim(n + 3);
+      cubic_row_t cr;
+      linear_row_t lr;
+      cosine_row_t cs;
+      simplex_row_t sr;
+      cr.start(t7p, y);
+      lr.start(t7p, y);
+      cs.start(t7p, y);
+      sr.start(nullptr, y);
+      cr.eval(f, xs, n, cub.data());
+      lr.eval(f, xs, n, lin.data());
+      cs.eval(f, xs, n, cosv.data());
+      sr.eval(f, xs, n, sim.data());
+      for (uint32_t i = 0; i < n; ++i) {
+        EXPECT_EQ(cub[i], ref::cubic(t7, f * xs[i], y)) << i;
+        EXPECT_EQ(lin[i], ref::linear(t7, f * xs[i], y)) << i;
+        EXPECT_EQ(cosv[i], ref::cosine(t7, f * xs[i], y)) << i;
+        EXPECT_EQ(sim[i], ref::simplex(f * xs[i], y)) << i;
+      }
+    }
+  }
   // A lattice value reads only the low eight bits of y.
   EXPECT_EQ(lattice_value(5, 3, 7), lattice_value(5, 3 + 256, 7));
   EXPECT_EQ(lattice_value(5, 3, 7), t7[ref::P[(ref::P[3] + 5) & 255]]);
@@ -373,37 +401,133 @@ TEST(NoiseGenerators, SinePlasmaAndBitGlitch) {
   }
 }
 
-// Through the node: defaults, and parameters read from their stored text.
+// Through the node at the catalogue's defaults (3 octaves, cubic, seed 0).
 TEST(NoiseGenerators, RenderedFromNodesAtDefaults) {
   octave_noise_params d;
   image_ptr t = render_node(14, {}, 37, 23, render_Turbulence);
   EXPECT_TRUE(same_image(*t, [&](uint32_t c, uint32_t r) { return ref_octaves(false, d, c, r); }));
   image_ptr f = render_node(15, {}, 37, 23, render_FractalSum);
   EXPECT_TRUE(same_image(*f, [&](uint32_t c, uint32_t r) { return ref_octaves(true, d, c, r); }));
-
   std::vector<float> T0 = ref::table(0, false);
-  image_ptr n = render_node(33, {}, 37, 23, render_Noise);
-  EXPECT_TRUE(same_image(*n, [&](uint32_t c, uint32_t r) {
-    float w = 1.0f / 8.0f;
-    return grey(ref::clamp01((ref::cubic(T0, float(c) * w, float(r) * w) + 1.0f) * 0.5f));
-  }));
   image_ptr m = render_node(16, {}, 37, 23, render_Marble);
   EXPECT_TRUE(same_image(*m, [&](uint32_t c, uint32_t r) {
     float w = 1.0f / 16.0f, x = float(c) * w, y = float(r) * w;
-    auto nf = [&](float a, float b) { return ref::cubic(T0, a, b); };
-    float tt = ref::turbulence(nf, x, y, 2.0f) * 1.0f;
+    float tt = ref::turbulence([&](float a, float b) { return ref::cubic(T0, a, b); }, x, y, 2.0f) * 1.0f;
     return grey(ref::clamp01((std::sin(ref::PI * (tt + y)) + 1.0f) * 0.5f));
   }));
-  image_ptr s = render_node(1, {}, 37, 23, render_SinePlasma);
-  const float D = float(std::atan(1.0) * 4.0 / 180.0);
-  EXPECT_TRUE(same_image(*s, [&](uint32_t c, uint32_t r) {
-    return grey((std::sin(float(c) * 3.0f * D) + 2.0f + std::sin(float(r) * 3.0f * D)) * 0.25f);
-  }));
-  image_ptr w = render_node(27, {}, 37, 23, render_WoodRings);
-  wood_rings_params wp;
-  image_ptr wref = make_target(37, 23);
-  fill_wood_rings(wp, *wref);
-  EXPECT_TRUE(same_image(*w, [&](uint32_t c, uint32_t r) { return pixel(*wref, c, r); }));
+}
+
+}  // namespace
+
+namespace {
+
+TEST(NoiseGenerators, ParametersReadAndClamped) {
+  engine_up();
+  renderctx ctx{};
+  shadetree_node_t t(14);
+  set_params(t, {{u"size", u"0.5"}, {u"noise", u"simplex"}, {u"lofreq", u"0"}, {u"hifreq", u"20"},
+                 {u"lacunarity", u"9"}, {u"persistence", u"-1"}, {u"mapping", u"abs"}, {u"interp", u"cosine"},
+                 {u"seed", u"6000"}});
+  octave_noise_params p = fetch_octave_noise_params(t, ctx);
+  EXPECT_EQ(p.size, 1.0f);
+  EXPECT_EQ(p.noise, 1u);
+  EXPECT_EQ(p.lofreq, 1u);
+  EXPECT_EQ(p.hifreq, 15u);
+  EXPECT_EQ(p.lacunarity, 4.0f);
+  EXPECT_EQ(p.persistence, 0.0f);
+  EXPECT_EQ(p.mapping, 1u);
+  EXPECT_EQ(p.interp, 2u);
+  EXPECT_EQ(p.seed, 5000u);  // above 5000 reads as 5000
+  set_params(t, {{u"size", u"300"}, {u"lacunarity", u"1"}, {u"persistence", u"2"}, {u"seed", nullptr}});
+  p = fetch_octave_noise_params(t, ctx);
+  EXPECT_EQ(p.size, 250.0f);
+  EXPECT_EQ(p.lacunarity, 1.5f);
+  EXPECT_EQ(p.persistence, 1.0f);
+  EXPECT_EQ(p.seed, 0u);  // unset reads as 0
+
+  // Marble: a connected value of 1.0 on the three-value direction gives 3, limited to "both".
+  shadetree_node_t k(17), m(16);
+  set_params(k, {{u"value", u"1.0"}});
+  m.input_connections[u"direction"] = &k;
+  set_params(m, {{u"size", u"0"}, {u"octaves", u"9"}, {u"amplitude", u"1.5"}});
+  marble_params mp = fetch_marble_params(m, ctx);
+  EXPECT_EQ(mp.direction, 2u);
+  EXPECT_EQ(mp.size, 1.0f);
+  EXPECT_EQ(mp.octaves, 8u);
+  EXPECT_EQ(mp.amplitude, 1.0f);
+
+  shadetree_node_t w(27);
+  set_params(w, {{u"octave", u"7"}, {u"toctaves", u"0"}, {u"amplitude", u"-0.5"}, {u"interp", u"linear"}});
+  wood_rings_params wp = fetch_wood_rings_params(w, ctx);
+  EXPECT_EQ(wp.octave, 6u);
+  EXPECT_EQ(wp.toctaves, 1u);
+  EXPECT_EQ(wp.amplitude, 0.0f);
+  EXPECT_EQ(wp.interp, 1u);
+
+  shadetree_node_t n(33);
+  set_params(n, {{u"type", u"simplex"}, {u"mapping", u"abs"}, {u"size", u"251"}, {u"interp", u"no such"}});
+  value_noise_params np = fetch_value_noise_params(n, ctx);
+  EXPECT_EQ(np.type, 1u);
+  EXPECT_EQ(np.mapping, 1u);
+  EXPECT_EQ(np.size, 250.0f);
+  EXPECT_EQ(np.interp, 0u);
+
+  // SinePlasma uses its phases as read.
+  shadetree_node_t s(1);
+  set_params(s, {{u"xphase", u"40"}, {u"yphase", u"-5"}});
+  sine_plasma_params sp = fetch_sine_plasma_params(s, ctx);
+  EXPECT_EQ(sp.xphase, 40.0f);
+  EXPECT_EQ(sp.yphase, -5.0f);
+}
+
+TEST(NoiseGenerators, SeedsAndEdgeCasesThroughNodes) {
+  auto turb = [](params_list p) { return render_node(14, p, 37, 23, render_Turbulence); };
+  image_ptr unset = turb({{u"seed", nullptr}});
+  image_ptr zero = turb({{u"seed", u"0"}});
+  EXPECT_TRUE(same_image(*zero, [&](uint32_t c, uint32_t r) { return pixel(*unset, c, r); }));
+  image_ptr s5000 = turb({{u"seed", u"5000"}});
+  image_ptr s6000 = turb({{u"seed", u"6000"}});
+  image_ptr s4999 = turb({{u"seed", u"4999"}});
+  EXPECT_TRUE(same_image(*s6000, [&](uint32_t c, uint32_t r) { return pixel(*s5000, c, r); }));
+  EXPECT_FALSE(same_image(*s4999, [&](uint32_t c, uint32_t r) { return pixel(*s5000, c, r); }));
+  EXPECT_FALSE(same_image(*zero, [&](uint32_t c, uint32_t r) { return pixel(*s5000, c, r); }));
+
+  // Zero octaves.
+  EXPECT_TRUE(uniform_image(*turb({{u"lofreq", u"5"}, {u"hifreq", u"4"}}), grey(0.0f)));
+  EXPECT_TRUE(uniform_image(*render_node(15, {{u"lofreq", u"5"}, {u"hifreq", u"4"}}, 37, 23, render_FractalSum),
+                            grey(0.5f)));
+  EXPECT_TRUE(uniform_image(
+      *render_node(15, {{u"lofreq", u"5"}, {u"hifreq", u"4"}, {u"mapping", u"abs"}}, 37, 23, render_FractalSum),
+      grey(0.0f)));
+
+  // Simplex noise ignores the seed.
+  using routine_fn = void (*)(shadetree_node_t&, const renderctx&);
+  for (auto [id, routine] : {std::pair<uint32_t, routine_fn>{33u, render_Noise}, {14u, render_Turbulence},
+                             {15u, render_FractalSum}}) {
+    const char16_t* key = id == 33 ? u"type" : u"noise";
+    image_ptr a = render_node(id, {{key, u"simplex"}, {u"seed", u"1"}}, 37, 23, routine);
+    image_ptr b = render_node(id, {{key, u"simplex"}, {u"seed", u"77"}}, 37, 23, routine);
+    EXPECT_TRUE(same_image(*b, [&](uint32_t c, uint32_t r) { return pixel(*a, c, r); })) << id;
+  }
+
+  // Parameters from their texts give the image of the same record.
+  octave_noise_params p;
+  p.size = 5.5f;
+  p.lofreq = 2;
+  p.hifreq = 4;
+  p.lacunarity = 2.25f;
+  p.persistence = 0.75f;
+  p.interp = 1;
+  p.seed = 7;
+  image_ptr want = fill(fill_fractal_sum, p);
+  image_ptr got = render_node(15,
+                              {{u"size", u"5.5"}, {u"lofreq", u"2"}, {u"hifreq", u"4"}, {u"lacunarity", u"2.25"},
+                               {u"persistence", u"0.75"}, {u"interp", u"linear"}, {u"seed", u"7"}},
+                              37, 23, render_FractalSum);
+  EXPECT_TRUE(same_image(*got, [&](uint32_t c, uint32_t r) { return pixel(*want, c, r); }));
+
+  EXPECT_TRUE(uniform_image(*render_node(1, {{u"xphase", u"0"}, {u"yphase", u"0"}}, 37, 23, render_SinePlasma),
+                            grey(0.5f)));
 }
 
 }  // namespace

@@ -72,6 +72,18 @@ TEST(PatternGenerators, PowerOfTwoFamily) {
     fill_stripes(p, *img);
     EXPECT_TRUE(same_image(*img, [&](uint32_t x, uint32_t) { return pick((x / cell) % 2, p); }));
   }
+  // Through nodes: the direction and colours from their texts, the octave clamped to 31.
+  image_ptr v = render_node(10, {{u"direction", u"vertical"}, {u"octave", u"2"}, {u"color2", u"(0.9,0.1,0.3)"}},
+                            W, H, render_Stripes);
+  EXPECT_TRUE(same_image(*v, [&](uint32_t x, uint32_t) { return (x / 4) % 2 ? px4{0.9f, 0.1f, 0.3f, 1} : black; }));
+  image_ptr g = render_node(5, {{u"octave", u"40"}}, 64, 64, render_Grid);  // shift (6 - 31) & 31 = 7
+  EXPECT_TRUE(same_image(*g, [&](uint32_t x, uint32_t y) { return x % 128 == 0 || y % 128 == 0 ? white : black; }));
+  image_ptr st = render_node(6, {}, 64, 64, render_Stairs);  // shift 3
+  EXPECT_TRUE(same_image(*st, [&](uint32_t x, uint32_t y) {
+    bool odd = ((x / 8) + (y / 8)) % 2 == 1;
+    return odd && (x % 8 == 0 || y % 8 == 0) ? white : black;
+  }));
+
   // An octave above L wraps the shift to 31: color1 everywhere.
   pow2_pattern_params high = two_colors(5);
   fill_checkerboard(high, *img);
@@ -91,8 +103,9 @@ px4 ref_brick(const bricks_params& p, uint32_t x, uint32_t y) {
 }
 
 TEST(PatternGenerators, Bricks) {
+  // With no stored colour the fixed constants stand in.
   bricks_params d;
-  image_ptr img = render_node(7, {}, 200, 120, render_Bricks);
+  image_ptr img = render_node(7, {{u"brick-color", nullptr}, {u"mortar-color", nullptr}}, 200, 120, render_Bricks);
   EXPECT_TRUE(same_image(*img, [&](uint32_t x, uint32_t y) { return ref_brick(d, x, y); }));
   // The top row is brick where the column allows: u = (32 + x) mod 66.
   EXPECT_EQ(pixel(*img, 0, 0), brick_red);
@@ -112,6 +125,24 @@ TEST(PatternGenerators, Bricks) {
   EXPECT_EQ(pixel(*img, 10, 8), brick_red);
   EXPECT_EQ(pixel(*img, 10, 13), brick_red);
   EXPECT_EQ(pixel(*img, 0, 13), mortar_grey);  // the odd course's joint: u = 65
+
+  // The catalogue's default texts read as written.
+  image_ptr texts = render_node(7, {}, 37, 23, render_Bricks);
+  EXPECT_EQ(pixel(*texts, 0, 0), (px4{0.5f, 0.15f, 0.14f, 1.0f}));
+  EXPECT_EQ(pixel(*texts, 32, 0), (px4{0.5f, 0.5f, 0.5f, 1.0f}));
+
+  // Bounds: 5 wide reads as 16, 300 high as 240, mortar 0 as 1, offsets above 255 as 255.
+  engine_up();
+  shadetree_node_t n(7);
+  set_params(n, {{u"brick-width", u"5"}, {u"brick-height", u"300"}, {u"mortar-thickness", u"0"},
+                 {u"x-offset", u"300"}, {u"y-offset", u"999"}, {u"brick-color", u"(0.1,0.2,0.3)"}});
+  bricks_params f = fetch_bricks_params(n, renderctx{});
+  EXPECT_EQ(f.brick_width, 16u);
+  EXPECT_EQ(f.brick_height, 240u);
+  EXPECT_EQ(f.mortar_thickness, 1u);
+  EXPECT_EQ(f.x_offset, 255u);
+  EXPECT_EQ(f.y_offset, 255u);
+  EXPECT_EQ(f.brick_color[1], 0.2f);
 
   bricks_params p;
   p.brick_width = 40;
@@ -161,9 +192,9 @@ TEST(PatternGenerators, FixedFigures) {
                   (x < 86 && y > 171 && x + 171 == y) || (x > 171 && y > 171 && 256 - x == y - 171);
     return border ? mortar_grey : px4{0.1f, 0.2f, 0.3f, 1.0f};
   }));
-  image_ptr oct_default = render_node(9, {}, 100, 100, render_Octogons);
-  EXPECT_EQ(pixel(*oct_default, 10, 10), brick_red);
-  EXPECT_EQ(pixel(*oct_default, 0, 0), brick_red);
+  image_ptr oct_default = render_node(9, {{u"border-color", nullptr}}, 100, 100, render_Octogons);
+  EXPECT_EQ(pixel(*oct_default, 10, 10), (px4{0.5f, 0.15f, 0.14f, 1.0f}));
+  EXPECT_EQ(pixel(*oct_default, 0, 0), (px4{0.5f, 0.15f, 0.14f, 1.0f}));
   EXPECT_EQ(pixel(*oct_default, 3, 86 - 3), mortar_grey);  // the corner diagonal
 }
 
@@ -206,7 +237,12 @@ TEST(PatternGenerators, SquaresAndDots) {
     std::vector<px4> want = ref_squares(w, h, 7, 500, px4{0.3f, 0.3f, 0.9f, 1.0f}, px4{1.0f, 0.5f, 0.0f, 1.0f});
     EXPECT_TRUE(same_image(*img, [&](uint32_t x, uint32_t y) { return want[y * w + x]; })) << w << "x" << h;
   }
-  // Count 0 gives the plain background.
+  // Colours and counts from their texts; count 0 gives the plain background.
+  image_ptr plain = render_node(13, {{u"count", u"0"}, {u"bgcolor", u"(0.25,0.5,0.75)"}}, 37, 23, render_Squares);
+  EXPECT_TRUE(uniform_image(*plain, px4{0.25f, 0.5f, 0.75f, 1.0f}));
+  image_ptr few = render_node(20, {{u"count", u"3"}, {u"size", u"5"}}, 37, 23, render_Squares);
+  std::vector<px4> want3 = ref_squares(37, 23, 5, 3, white, black);
+  EXPECT_TRUE(same_image(*few, [&](uint32_t x, uint32_t y) { return want3[y * 37 + x]; }));
   p.count = 0;
   image_ptr none = make_target(37, 23);
   fill_squares(p, *none);

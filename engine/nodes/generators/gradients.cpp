@@ -50,9 +50,7 @@ circ_gradient_params fetch_circ_gradient_params(const shadetree_node_t& node, co
   circ_gradient_params p;
   p.radius = clamp_float(fetch_float_input(node, ctx, u"radius", node.connected(u"radius"), 0.5f), 0.0f, 1.0f);
   // Supersampling serves previews only.
-  if (ctx.for_preview && ctx.preview_supersampling)
-    p.supersampling =
-        limit_enum(fetch_enum_input(node, ctx, u"supersampling", node.connected(u"supersampling"), 0), 2);
+  p.supersampling = fetch_preview_supersampling(node, ctx);
   p.mode = limit_enum(fetch_enum_input(node, ctx, u"mode", node.connected(u"mode"), 0), 1);
   return p;
 }

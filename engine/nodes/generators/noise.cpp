@@ -130,13 +130,14 @@ std::vector<float> column_coords(uint32_t width, float w) {
 // per-pixel formula, lofreq first.
 template <class Row, class Term>
 void octave_sum_row(Row& row, const float* table, const float* xs, float y, const octave_noise_params& p,
-                    float* acc, uint32_t n) {
+                    float* acc, float* noise, uint32_t n) {
   for (uint32_t c = 0; c < n; ++c) acc[c] = 0.0f;
   uint32_t count = p.hifreq - p.lofreq + 1u;
   float f = static_cast<float>(p.lofreq), a = 1.0f;
   for (uint32_t i = 0; i < count; ++i) {
     row.start(table, f * y);
-    for (uint32_t c = 0; c < n; ++c) acc[c] += Term::add(row.at(f * xs[c]), a);
+    row.eval(f, xs, n, noise);
+    for (uint32_t c = 0; c < n; ++c) acc[c] += Term::add(noise[c], a);
     f *= p.lacunarity;
     a *= p.persistence;
   }
@@ -145,15 +146,19 @@ void octave_sum_row(Row& row, const float* table, const float* xs, float y, cons
 // Power-of-two turbulence of one row into acc.
 template <class Row>
 void turbulence_row(Row& row, const float* table, const float* xs, float y, float limit, float* acc,
-                    uint32_t n) {
+                    float* noise, uint32_t n) {
   for (uint32_t c = 0; c < n; ++c) acc[c] = 0.0f;
   float f = 1.0f;
   while (limit > f) {
     row.start(table, f * y);
-    for (uint32_t c = 0; c < n; ++c) acc[c] += std::fabs(row.at(f * xs[c])) / f;
+    row.eval(f, xs, n, noise);
+    for (uint32_t c = 0; c < n; ++c) acc[c] += std::fabs(noise[c]) / f;
     f *= 2.0f;
   }
 }
+
+// Room for a row of noise values: the evaluators may write three past the end.
+std::vector<float> noise_scratch(uint32_t width) { return std::vector<float>(std::size_t(width) + 4); }
 
 using octave_body_fn = void (*)(const octave_noise_params&, imgbuf4f&);
 
@@ -162,11 +167,11 @@ void octave_body(const octave_noise_params& p, imgbuf4f& out) {
   const float* table = table_for<Row>(p.seed);
   float w = 1.0f / p.size;
   std::vector<float> xs = column_coords(out.width, w);
-  std::vector<float> acc(out.width);
+  std::vector<float> acc(out.width), noise = noise_scratch(out.width);
   Row row;
   for (uint32_t r = 0; r < out.height; ++r) {
     float y = static_cast<float>(r) * w;
-    octave_sum_row<Row, Term>(row, table, xs.data(), y, p, acc.data(), out.width);
+    octave_sum_row<Row, Term>(row, table, xs.data(), y, p, acc.data(), noise.data(), out.width);
     float* px = row_ptr(out, r);
     for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(acc[c]));
   }
@@ -197,12 +202,13 @@ template <class Row, class Map>
 void noise_body(const value_noise_params& p, imgbuf4f& out) {
   const float* table = table_for<Row>(p.seed);
   float w = 1.0f / p.size;
-  std::vector<float> xs = column_coords(out.width, w);
+  std::vector<float> xs = column_coords(out.width, w), noise = noise_scratch(out.width);
   Row row;
   for (uint32_t r = 0; r < out.height; ++r) {
     row.start(table, static_cast<float>(r) * w);
+    row.eval(1.0f, xs.data(), out.width, noise.data());
     float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(row.at(xs[c])));
+    for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(noise[c]));
   }
 }
 
@@ -242,11 +248,11 @@ void marble_body(const marble_params& p, imgbuf4f& out) {
   float w = 1.0f / p.size;
   float limit = static_cast<float>(1u << p.octaves);
   std::vector<float> xs = column_coords(out.width, w);
-  std::vector<float> acc(out.width);
+  std::vector<float> acc(out.width), noise = noise_scratch(out.width);
   Row row;
   for (uint32_t r = 0; r < out.height; ++r) {
     float y = static_cast<float>(r) * w;
-    turbulence_row(row, table, xs.data(), y, limit, acc.data(), out.width);
+    turbulence_row(row, table, xs.data(), y, limit, acc.data(), noise.data(), out.width);
     float* px = row_ptr(out, r);
     for (uint32_t c = 0; c < out.width; ++c, px += 4) {
       float t = acc[c] * p.amplitude;
@@ -275,10 +281,11 @@ void wood_body(const wood_rings_params& p, imgbuf4f& out) {
   float limit = static_cast<float>(1u << p.toctaves);
   // The noise lattice has a fixed scale of 16 pixels a cell.
   std::vector<float> xs = column_coords(out.width, 0.0625f);
-  std::vector<float> acc(out.width);
+  std::vector<float> acc(out.width), noise = noise_scratch(out.width);
   Row row;
   for (uint32_t r = 0; r < out.height; ++r) {
-    turbulence_row(row, table, xs.data(), static_cast<float>(r) * 0.0625f, limit, acc.data(), out.width);
+    turbulence_row(row, table, xs.data(), static_cast<float>(r) * 0.0625f, limit, acc.data(), noise.data(),
+                   out.width);
     float dy = static_cast<float>(r) - cy;
     float* px = row_ptr(out, r);
     for (uint32_t c = 0; c < out.width; ++c, px += 4) {

@@ -5,7 +5,7 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <emmintrin.h>
+#include <vector>
 
 namespace quorin_engine {
 
@@ -122,120 +122,43 @@ float octave_turbulence(N noise, float x, float y, float limit) {
   return sum;
 }
 
-// Evaluators of one interpolation along a row: y is fixed by start(), then at(x) is called for
-// increasing or arbitrary x. They give exactly the value of the plain function at (x, y); the
-// cubic and linear ones keep the lattice values of the last cell, which is where the time goes.
+// Evaluators of one interpolation along a row: start() fixes y, eval() gives
+// out[c] = N(f * xs[c], y) for c < n, exactly the value of the plain function at that point.
+// `out` must have room for n + 3 floats (the cubic evaluator writes whole groups of four).
+// The lattice values of a cell are read once per run of pixels in that cell, which is where the
+// time goes.
 struct cubic_row_t {
   const float* table = nullptr;
   float ty = 0.0f;
   uint32_t row_hash[4] = {};
-  int32_t cell = 0;
-  bool have_cell = false;
-  // Per lattice row j = -1..2 (one lane each), the coefficients of the cubic in x.
-  __m128 ca, cb, cc, cd;
+  std::vector<float> tx;    // fraction within the cell, per pixel
+  std::vector<int32_t> ix;  // cell, per pixel
 
-  void start(const float* t, float y) {
-    table = t;
-    float fy0 = std::floor(y);
-    ty = y - fy0;
-    int32_t iy = noise_detail::lattice_int(fy0);
-    for (int j = 0; j < 4; ++j)
-      row_hash[j] = noise_permutation[(static_cast<uint32_t>(iy) + j - 1u) & 255u];
-    have_cell = false;
-  }
-  void load_cell(int32_t ix) {
-    alignas(16) float k3[4], k2[4], k1[4], k0[4];
-    uint32_t ux = static_cast<uint32_t>(ix);
-    for (int j = 0; j < 4; ++j) {
-      float a = table[noise_detail::lattice_hash(row_hash[j], ux - 1u)];
-      float b = table[noise_detail::lattice_hash(row_hash[j], ux)];
-      float c = table[noise_detail::lattice_hash(row_hash[j], ux + 1u)];
-      float d = table[noise_detail::lattice_hash(row_hash[j], ux + 2u)];
-      k3[j] = 1.5f * b - 0.5f * a - 1.5f * c + 0.5f * d;
-      k2[j] = a - 2.5f * b + 2.0f * c - 0.5f * d;
-      k1[j] = 0.5f * c - 0.5f * a;
-      k0[j] = b;
-    }
-    ca = _mm_load_ps(k3);
-    cb = _mm_load_ps(k2);
-    cc = _mm_load_ps(k1);
-    cd = _mm_load_ps(k0);
-    cell = ix;
-    have_cell = true;
-  }
-  float at(float x) {
-    float fx0 = std::floor(x);
-    float tx = x - fx0;
-    int32_t ix = noise_detail::lattice_int(fx0);
-    if (!have_cell || ix != cell) load_cell(ix);
-    __m128 t = _mm_set1_ps(tx);
-    __m128 r = _mm_add_ps(
-        _mm_mul_ps(_mm_add_ps(_mm_mul_ps(_mm_add_ps(_mm_mul_ps(ca, t), cb), t), cc), t), cd);
-    alignas(16) float rv[4];
-    _mm_store_ps(rv, r);
-    return noise_detail::catmull_rom(rv[0], rv[1], rv[2], rv[3], ty);
-  }
+  void start(const float* t, float y);
+  void eval(float f, const float* xs, uint32_t n, float* out);
 };
 
 struct linear_row_t {
   const float* table = nullptr;
   float ty = 0.0f, one_minus_ty = 1.0f;
   uint32_t hash0 = 0, hash1 = 0;
-  int32_t cell = 0;
-  bool have_cell = false;
-  float v00 = 0, v10 = 0, v01 = 0, v11 = 0;
 
-  void start(const float* t, float y) {
-    table = t;
-    float fy0 = std::floor(y);
-    ty = y - fy0;
-    one_minus_ty = 1.0f - ty;
-    int32_t iy = noise_detail::lattice_int(fy0);
-    hash0 = noise_permutation[static_cast<uint32_t>(iy) & 255u];
-    hash1 = noise_permutation[(static_cast<uint32_t>(iy) + 1u) & 255u];
-    have_cell = false;
-  }
-  void load_cell(int32_t ix) {
-    uint32_t ux = static_cast<uint32_t>(ix);
-    v00 = table[noise_detail::lattice_hash(hash0, ux)];
-    v10 = table[noise_detail::lattice_hash(hash0, ux + 1u)];
-    v01 = table[noise_detail::lattice_hash(hash1, ux)];
-    v11 = table[noise_detail::lattice_hash(hash1, ux + 1u)];
-    cell = ix;
-    have_cell = true;
-  }
-  float at(float x) {
-    float fx0 = std::floor(x);
-    float tx = x - fx0;
-    int32_t ix = noise_detail::lattice_int(fx0);
-    if (!have_cell || ix != cell) load_cell(ix);
-    return one_minus_ty * (1.0f - tx) * v00 + one_minus_ty * tx * v10 + (1.0f - tx) * ty * v01 +
-           ty * tx * v11;
-  }
+  void start(const float* t, float y);
+  void eval(float f, const float* xs, uint32_t n, float* out);
 };
 
 // The cosine form: the linear blend with (1 - cos(pi t)) * 0.5 in place of t.
 struct cosine_row_t : linear_row_t {
-  void start(const float* t, float y) {
-    linear_row_t::start(t, y);
-    ty = (1.0f - std::cos(noise_detail::pi_f() * ty)) * 0.5f;
-    one_minus_ty = 1.0f - ty;
-  }
-  float at(float x) {
-    float fx0 = std::floor(x);
-    float tx = x - fx0;
-    int32_t ix = noise_detail::lattice_int(fx0);
-    if (!have_cell || ix != cell) load_cell(ix);
-    float sx = (1.0f - std::cos(noise_detail::pi_f() * tx)) * 0.5f;
-    return one_minus_ty * (1.0f - sx) * v00 + one_minus_ty * sx * v10 + (1.0f - sx) * ty * v01 +
-           ty * sx * v11;
-  }
+  void start(const float* t, float y);
+  void eval(float f, const float* xs, uint32_t n, float* out);
 };
 
 struct simplex_row_t {
   float y = 0.0f;
   void start(const float*, float row_y) { y = row_y; }
-  float at(float x) const { return simplex2(x, y); }
+  void eval(float f, const float* xs, uint32_t n, float* out) const {
+    for (uint32_t c = 0; c < n; ++c) out[c] = simplex2(f * xs[c], y);
+  }
 };
 
 // Interpolation modes as the generators number them.
