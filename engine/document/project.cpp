@@ -5,9 +5,8 @@
 #include <algorithm>
 #include "document/graph.h"
 #include "document/node.h"
+#include "quorin/graph.h"
 #include "quorin/project.h"
-
-QUORIN_EXTERN_C quorin_engine::graph* graph_deep_copy(const quorin_engine::graph* g);
 
 namespace quorin_engine {
 namespace {
@@ -16,12 +15,6 @@ constexpr uint32_t type_id_time = 26;
 
 wstring bool_text(bool v) { return v ? u"true" : u"false"; }
 wstring spectype_text(uint32_t v) { return v == 0 ? u"absolute" : u"percentage"; }
-
-// A graph reads as clean afterwards: every node's own flag, then the graph's.
-void reset_graph_dirty(graph* g) {
-  for (shadetree_node_t* n : g->nodes) n->reset_dirty();
-  g->dirty = 0;
-}
 
 uint32_t count_of_type(const graph* g, uint32_t type_id) {
   uint32_t n = 0;
@@ -149,7 +142,7 @@ QUORIN_EXTERN_C QUORIN_API project* project_deep_copy(const project* p) {
   auto* copy = new project;
   for (graph* g : p->graphs) copy->graphs.push_back(graph_deep_copy(g));
   copy->active_graph_idx = p->active_graph_idx;
-  for (graph* g : copy->graphs) reset_graph_dirty(g);
+  for (graph* g : copy->graphs) graph_reset_dirty(g);
   copy->dirty = 0;
   return copy;
 }
@@ -337,12 +330,12 @@ QUORIN_EXTERN_C QUORIN_API assets* project_assets(project* p) { return &p->asset
 QUORIN_EXTERN_C QUORIN_API uint32_t project_dirty(const project* p) {
   if (p->dirty) return 1;
   for (const graph* g : p->graphs)
-    if (g->is_dirty()) return 1;
+    if (graph_dirty(g)) return 1;
   return 0;
 }
 
 QUORIN_EXTERN_C QUORIN_API void project_reset_dirty(project* p) {
-  for (graph* g : p->graphs) reset_graph_dirty(g);
+  for (graph* g : p->graphs) graph_reset_dirty(g);
   p->dirty = 0;
 }
 
@@ -377,12 +370,4 @@ QUORIN_EXTERN_C QUORIN_API void project_animedit_set_normalized_time(project* p,
 
 QUORIN_EXTERN_C QUORIN_API float project_animedit_normalized_time(const project* p) {
   return p->animedit_normalized_time;
-}
-
-// ---- interim: until the graph family lands, a deep copy of the node list ---------------------------
-
-QUORIN_EXTERN_C __attribute__((weak)) graph* graph_deep_copy(const graph* g) {
-  auto* copy = new graph;
-  for (shadetree_node_t* n : g->nodes) copy->nodes.push_back(new shadetree_node_t(*n));
-  return copy;
 }

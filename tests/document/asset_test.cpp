@@ -7,7 +7,6 @@
 #include <cstring>
 #include <string>
 #include <vector>
-#include "codecs/decode.h"
 #include "core/imgbuf.h"
 #include "document/asset.h"
 #include "quorin/asset.h"
@@ -64,7 +63,7 @@ std::vector<uint8_t> make_png(uint32_t w, uint32_t h, std::size_t total) {
 std::u16string write_file(const std::string& name, const std::vector<uint8_t>& bytes) {
   std::string path = std::string(QUORIN_BINARY_DIR) + "/" + name;
   std::FILE* f = std::fopen(path.c_str(), "wb");
-  std::fwrite(bytes.data(), 1, bytes.size(), f);
+  if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), f);
   std::fclose(f);
   return std::u16string(path.begin(), path.end());
 }
@@ -232,10 +231,6 @@ TEST(Assets, LoadEmbedded) {
   std::vector<uint8_t> png5000 = make_png(3, 7, 5000);
   ASSERT_EQ(png8192.size(), 8192u);
   ASSERT_EQ(png5000.size(), 5000u);
-  imgbuf4f* probe = decode_image(png8192.data(), 8192);
-  if (!probe) GTEST_SKIP() << "no PNG decoder in this build";
-  imgbuf4f_delete(probe);
-
   std::u16string p1 = write_file("asset_8192.png", png8192);
   std::u16string p2 = write_file("asset_5000.png", png5000);
   ASSERT_EQ(assets_load_embedded(c, p1.c_str(), 0, u"big"), 1u);
