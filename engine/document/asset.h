@@ -37,6 +37,18 @@ struct assets {
   ~assets();
   assets(const assets&) = delete;
   assets& operator=(const assets&) = delete;
+
+  void add(asset* a, bool activate);  // null ignored; sets dirty
+  void delete_at(uint32_t index);      // out of range ignored; active -1, dirty set
+  void clear();                        // deletes all; active -1, dirty set
 };
+
+// Copy of an asset: image pixels, texts, labels and the file bytes, each in new storage.
+asset* deep_copy(const asset& a);
+
+// Reads the file at `path` into `a.data` (`data_size` bytes, the low 32 bits of the file's size),
+// in whole blocks of 4096 bytes and then the rest. False if the path is empty or the file cannot be
+// opened; `a` is then unchanged.
+bool read_file_data(asset& a, const wstring& path);
 
 }  // namespace quorin_engine

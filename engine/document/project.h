@@ -40,6 +40,30 @@ struct project {
   ~project();
   project(const project&) = delete;
   project& operator=(const project&) = delete;
+
+  // Typed setters: store the field and write its text into `settings`. They leave `dirty` alone.
+  void set_width(uint32_t v);
+  void set_height(uint32_t v);
+  void set_preview_permille(uint32_t v);
+  void set_preview_showalpha(bool v);
+  void set_renderthreads_spectype_editor(uint32_t v);
+  void set_renderthreads_editor(uint32_t v);
+  void set_renderthreads_spectype_editor_preview(uint32_t v);
+  void set_renderthreads_editor_preview(uint32_t v);
+  void set_renderthreads_spectype_runtime(uint32_t v);
+  void set_renderthreads_runtime(uint32_t v);
+  void set_max_undo_redo_steps(uint32_t v);
+  void set_animation_frames(uint32_t v);
+  void set_preview_supersampling(bool v);
+
+  // Appends a graph and takes ownership; sets `dirty`.
+  void append_graph(graph* g);
+  // Deletes every graph; active index -1; sets `dirty`.
+  void delete_all_graphs();
+  // The active graph, or null when the index is negative or past the end.
+  graph* active_graph() const;
+  // Sets both caching flags of every Time node, graph by graph.
+  void mark_time_nodes();
 };
 
 }  // namespace quorin_engine

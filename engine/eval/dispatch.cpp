@@ -3,6 +3,10 @@
 #include "eval/dispatch.h"
 
 // -- family headers --
+#include "eval/driver.h"
+#include "nodes/generators/gradients.h"
+#include "nodes/generators/noise.h"
+#include "nodes/generators/patterns.h"
 
 // -- end of family headers --
 
@@ -16,12 +20,36 @@ struct dispatch_entry {
 
 const dispatch_entry dispatch_table[] = {
     // -- driver: RGB, PassThru, Output, Group --
+    {0, render_RGB},
+    {28, render_Input},
+    {1000, render_passthru},
+    {1040, render_passthru},
+    {10000, render_group},
 
     // -- noise generators --
+    {1, render_SinePlasma},
+    {14, render_Turbulence},
+    {15, render_FractalSum},
+    {16, render_Marble},
+    {27, render_WoodRings},
+    {33, render_Noise},
+    {34, render_BitGlitch},
 
     // -- gradient generators --
+    {2, render_Gradient},
+    {3, render_CircGradient},
+    {23, render_RadialSine},
 
     // -- pattern generators --
+    {4, render_Checkerboard},
+    {5, render_Grid},
+    {6, render_Stairs},
+    {7, render_Bricks},
+    {8, render_Hexagons},
+    {9, render_Octogons},
+    {10, render_Stripes},
+    {13, render_Squares},
+    {20, render_Squares},  // Dots draws the same squares
 
     // -- fractal generators --
 

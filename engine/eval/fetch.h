@@ -25,6 +25,10 @@ bool fetch_color_input(const shadetree_node_t& node, const renderctx& ctx, const
 void fetch_string_input(const shadetree_node_t& node, const renderctx& ctx, const wstring& name,
                         shadetree_node_t* connected, wstring& out);
 
+// The `supersampling` enum of a generator that offers it: read only for a preview render with
+// preview supersampling on, then limited to at most 2 (4x4); 0 (off) for every other render.
+uint32_t fetch_preview_supersampling(const shadetree_node_t& node, const renderctx& ctx);
+
 // The holder of a stream input during a routine: borrows a pool buffer (or the pool cache's).
 struct input_render_buffer_t {
   renderbuffer_pool_t* pool;
@@ -37,7 +41,8 @@ struct input_render_buffer_t {
   input_render_buffer_t(const input_render_buffer_t&) = delete;
   input_render_buffer_t& operator=(const input_render_buffer_t&) = delete;
   void release();
-  // Renders the source into the buffer through a copy of the context.
+  // Renders the source into the buffer through a copy of the context (target: the buffer,
+  // from-cache: `from_cache`). Without a source the buffer is cleared.
   void render(const renderctx& ctx);
 };
 

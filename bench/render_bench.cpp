@@ -1,0 +1,47 @@
+#include "render_bench.h"
+
+#include "core/pool.h"
+#include "core/renderctx.h"
+#include "document/node.h"
+#include "quorin/imgbuf4f.h"
+#include "quorin/node.h"
+
+namespace quorin_bench {
+
+using quorin_engine::shadetree_node_t;
+
+shadetree_node_t* make_node(uint32_t type_id,
+                            std::initializer_list<std::pair<const char16_t*, const char16_t*>> params) {
+  shadetree_node_t* node = node_create_with_type(type_id);
+  for (const auto& [name, value] : params) node->params[name] = value;
+  return node;
+}
+
+void render_node(benchmark::State& state, shadetree_node_t* node, uint32_t width, uint32_t height,
+                 uint32_t pool_buffers) {
+  quorin_engine::renderbuffer_pool_t pool(width, height, pool_buffers);
+  qr_imgbuf4f* target = imgbuf4f_create(width, height);
+  quorin_engine::renderctx ctx{target, false, &pool, false, false, false, false, nullptr};
+  for (auto _ : state) {
+    node_render(node, &ctx);
+    benchmark::DoNotOptimize(imgbuf4f_buf(target));
+    benchmark::ClobberMemory();
+  }
+  state.counters["Mpix/s"] = benchmark::Counter(
+      static_cast<double>(width) * height * static_cast<double>(state.iterations()) / 1e6,
+      benchmark::Counter::kIsRate);
+  imgbuf4f_delete(target);
+}
+
+namespace {
+
+void BM_RGB(benchmark::State& state) {
+  shadetree_node_t* node = make_node(0, {{u"color", u"(0.25,0.5,0.75)"}});
+  render_node(state, node, 1024, 1024);
+  node_delete(node);
+}
+BENCHMARK(BM_RGB)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+}  // namespace quorin_bench

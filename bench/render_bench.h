@@ -1,0 +1,26 @@
+// Timing of one node's render: the node renders into a W x H target through a pool and a render
+// context, as a host would drive it; the rate is reported in megapixels per second.
+#pragma once
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <initializer_list>
+#include <utility>
+
+namespace quorin_engine {
+struct shadetree_node_t;
+}
+
+namespace quorin_bench {
+
+// A new node of the type with the given parameter texts on top of its defaults. The caller
+// deletes it with node_delete.
+quorin_engine::shadetree_node_t* make_node(
+    uint32_t type_id, std::initializer_list<std::pair<const char16_t*, const char16_t*>> params = {});
+
+// Renders `node` (and whatever is connected upstream) for every iteration of `state`. Each
+// iteration is a full render: the target is never taken as cached.
+void render_node(benchmark::State& state, quorin_engine::shadetree_node_t* node, uint32_t width,
+                 uint32_t height, uint32_t pool_buffers = 8);
+
+}  // namespace quorin_bench

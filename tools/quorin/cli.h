@@ -1,0 +1,63 @@
+// Shared pieces of the quorin command: text conversion, option errors, engine session, JSON.
+#pragma once
+#include <cstdint>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "quorin/quorin.h"
+
+namespace quorin_cli {
+
+// A mistake in how the command was called: reported with exit status 2.
+struct usage_error : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+// Anything else that stops the command: reported with exit status 1.
+struct run_error : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+std::u16string to_u16(const std::string& utf8);
+std::string to_u8(const std::u16string& text);
+
+// Reads a text the engine hands out through a (buffer, capacity) pair.
+std::string engine_text(const std::function<void(qr_char*, int32_t)>& read);
+
+std::string json_string(const std::string& text);
+
+bool parse_uint(const std::string& text, uint32_t& out);
+bool is_uint(const std::string& text);
+
+// init() on construction, cleanup() on destruction; with `verbose`, engine messages go to stderr.
+struct engine_session {
+  explicit engine_session(bool verbose);
+  ~engine_session();
+  engine_session(const engine_session&) = delete;
+  engine_session& operator=(const engine_session&) = delete;
+};
+
+// A project read from a file; throws run_error with a clear message when it can't be.
+struct loaded_project {
+  qr_project* project;
+  explicit loaded_project(const std::string& path);
+  ~loaded_project();
+  loaded_project(const loaded_project&) = delete;
+  loaded_project& operator=(const loaded_project&) = delete;
+};
+
+// Graph and node lookup shared by the subcommands.
+std::string graph_title(qr_graph* g);
+std::string node_title(qr_node* n);
+std::string type_title(qr_node* n);
+std::string node_label(qr_graph* g, qr_node* n);  // its name, else "#index Type"
+uint32_t node_index(qr_graph* g, qr_node* n);
+qr_graph* find_graph(qr_project* p, const std::string& spec, uint32_t* index_out);  // null spec: active, else first
+qr_node* find_node(qr_graph* g, const std::string& spec);                          // name, index or type name
+
+int cmd_render(const std::vector<std::string>& args);
+int cmd_info(const std::vector<std::string>& args);
+int cmd_nodes(const std::vector<std::string>& args);
+
+}  // namespace quorin_cli

@@ -1,0 +1,169 @@
+// quorin nodes: the node type catalogue, by category, or one type in full.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+
+namespace quorin_cli {
+namespace {
+
+const char* const nodes_help =
+    "usage: quorin nodes [TYPE] [--all]\n"
+    "\n"
+    "Without TYPE: the node types by category, with their descriptions (types that editors hide\n"
+    "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
+    "bounds and enum values.\n";
+
+// Every type id the engine knows: generators 0-35, operators 1000-1091, Group.
+std::vector<uint32_t> all_type_ids() {
+  std::vector<uint32_t> ids;
+  for (uint32_t i = 0; i <= 35; ++i) ids.push_back(i);
+  for (uint32_t i = 1000; i <= 1091; ++i) ids.push_back(i);
+  ids.push_back(10000);
+  return ids;
+}
+
+const char* port_word(uint32_t t) {
+  switch (t) {
+    case 1: return "scalar";
+    case 2: return "greystream";
+    case 3: return "rgbstream";
+    case 4: return "scalar_color_rgb";
+    default: return "string";
+  }
+}
+
+const char* param_word(uint32_t t) {
+  static const char* const words[] = {"?", "uint", "float", "color_rgb", "enum", "bool", "string", "font", "curve"};
+  return t < 9 ? words[t] : "?";
+}
+
+std::string type_description(uint32_t id) {
+  return engine_text([&](qr_char* b, int32_t c) { node_type_description(b, c, id); });
+}
+
+std::string fmt_float(float v) {
+  char buf[64];
+  std::snprintf(buf, sizeof buf, "%g", v);
+  return buf;
+}
+
+int describe_type(const std::string& name) {
+  std::u16string wname = to_u16(name);
+  qr_node* n = node_create_by_type_name(wname.c_str());
+  if (!n) throw run_error("no node type '" + name + "' (see 'quorin nodes --all')");
+  struct owner_t { qr_node* n; ~owner_t() { node_delete(n); } } owner{n};
+
+  std::string category = engine_text([&](qr_char* b, int32_t c) { node_category_name(n, b, c); });
+  std::printf("%s  (%s, category %s, type id %u%s)\n", name.c_str(),
+              node_is_generator(n) ? "generator" : "operator", category.c_str(), node_type(n),
+              node_type_is_disabled(n) ? ", hidden in editors" : "");
+  std::string desc = type_description(node_type(n));
+  if (!desc.empty()) std::printf("  %s\n", desc.c_str());
+
+  std::printf("\noutputs\n");
+  for (uint32_t i = 0, c = node_output_count(n); i < c; ++i)
+    std::printf("  %-20s %s\n", engine_text([&](qr_char* b, int32_t cap) { node_output_name(n, b, cap, i); }).c_str(),
+                port_word(node_output_type(n, i)));
+  std::printf("\ninputs\n");
+  for (uint32_t i = 0, c = node_input_count(n); i < c; ++i) {
+    std::string in = engine_text([&](qr_char* b, int32_t cap) { node_input_name(n, b, cap, i); });
+    std::string d = engine_text([&](qr_char* b, int32_t cap) { node_input_description(n, b, cap, i); });
+    std::printf("  %-20s %-17s %s\n", in.c_str(), port_word(node_input_type(n, i)), d.c_str());
+  }
+
+  // A fresh node stores the defaults; the context is only read for time curves, which it has none of.
+  qr_renderctx* ctx = renderctx_create();
+  renderctx_set_target_buf(ctx, nullptr);
+  renderctx_set_targetbuf_from_cache(ctx, 0);
+  renderctx_set_pool(ctx, nullptr);
+  renderctx_set_for_thumbnail(ctx, 0);
+  renderctx_set_for_preview(ctx, 0);
+  renderctx_set_preview_supersampling(ctx, 0);
+  renderctx_set_is_anim(ctx, 0);
+  renderctx_set_project(ctx, nullptr);
+  for (uint32_t g = 0, gc = node_formal_param_group_count(n); g < gc; ++g) {
+    std::printf("\nparameters: %s\n",
+                engine_text([&](qr_char* b, int32_t cap) { node_formal_param_group_name(n, g, b, cap); }).c_str());
+    for (uint32_t k = 0, pc = node_formal_param_count(n, g); k < pc; ++k) {
+      uint32_t type = node_formal_param_type_indexed(n, g, k);
+      std::string pname = engine_text([&](qr_char* b, int32_t cap) { node_formal_param_name(n, g, k, b, cap); });
+      float unused = 0;
+      std::string def;
+      if (type != 8)
+        def = engine_text([&](qr_char* b, int32_t cap) { node_param_value_indexed(n, ctx, b, cap, &unused, g, k); });
+      std::string line = "  " + pname + "  " + param_word(type);
+      if (!def.empty()) line += "  default " + def;
+      if (type == 1) {
+        if (node_formal_param_uint_has_minval(n, g, k)) line += "  min " + std::to_string(node_formal_param_uint_minval(n, g, k));
+        if (node_formal_param_uint_has_maxval(n, g, k)) line += "  max " + std::to_string(node_formal_param_uint_maxval(n, g, k));
+      } else if (type == 2) {
+        if (node_formal_param_float_has_minval(n, g, k)) line += "  min " + fmt_float(node_formal_param_float_minval(n, g, k));
+        if (node_formal_param_float_has_maxval(n, g, k)) line += "  max " + fmt_float(node_formal_param_float_maxval(n, g, k));
+      }
+      if (node_formal_param_time_curveable_indexed(n, g, k)) line += "  (animatable)";
+      std::printf("%s\n", line.c_str());
+      std::string d = engine_text([&](qr_char* b, int32_t cap) { node_formal_param_description(n, g, k, b, cap); });
+      if (!d.empty()) std::printf("      %s\n", d.c_str());
+      for (uint32_t e = 0, ec = node_formal_param_enum_count(n, g, k); e < ec; ++e)
+        std::printf("      %2u  %s\n", e,
+                    engine_text([&](qr_char* b, int32_t cap) { node_formal_param_enum_name(n, g, k, e, b, cap); }).c_str());
+    }
+  }
+  renderctx_delete(ctx);
+  return 0;
+}
+
+}  // namespace
+
+int cmd_nodes(const std::vector<std::string>& args) {
+  std::string type;
+  bool all = false;
+  for (const std::string& a : args) {
+    if (a == "--help" || a == "-h") {
+      std::fputs(nodes_help, stdout);
+      return 0;
+    } else if (a == "--all") {
+      all = true;
+    } else if (!a.empty() && a[0] == '-') {
+      throw usage_error("unknown option '" + a + "'");
+    } else if (type.empty()) {
+      type = a;
+    } else {
+      throw usage_error("unexpected argument '" + a + "'");
+    }
+  }
+  engine_session session(false);
+  if (!type.empty()) return describe_type(type);
+
+  struct entry { uint32_t id; std::string name; bool gen; uint32_t category; bool hidden; };
+  std::vector<entry> types;
+  for (uint32_t id : all_type_ids()) {
+    qr_node* n = node_create_with_type(id);
+    types.push_back({id, type_title(n), node_is_generator(n) != 0, node_category(n), node_type_is_disabled(n) != 0});
+    node_delete(n);
+  }
+  for (int gen = 1; gen >= 0; --gen) {
+    std::printf("%s\n", gen ? "GENERATORS" : "OPERATORS");
+    for (uint32_t c = 0, cc = node_all_categories_count(gen); c < cc; ++c) {
+      std::string cname = engine_text([&](qr_char* b, int32_t cap) { node_all_categories_name(b, cap, gen, c); });
+      std::string cdesc = engine_text([&](qr_char* b, int32_t cap) { node_all_categories_description(b, cap, gen, c); });
+      std::vector<const entry*> in_category;
+      for (const entry& e : types)
+        if (e.gen == (gen == 1) && e.category == c && (all || !e.hidden)) in_category.push_back(&e);
+      if (in_category.empty()) continue;
+      std::printf("\n  %s%s%s\n", cname.c_str(), cdesc.empty() ? "" : " - ", cdesc.c_str());
+      for (const entry* e : in_category) {
+        std::string d = type_description(e->id);
+        std::size_t stop = d.find(". ");
+        if (stop != std::string::npos) d = d.substr(0, stop + 1);
+        std::printf("    %-22s %s%s\n", e->name.c_str(), e->hidden ? "[hidden] " : "", d.c_str());
+      }
+    }
+    std::printf("\n");
+  }
+  return 0;
+}
+
+}  // namespace quorin_cli
