@@ -17,16 +17,18 @@ namespace quorin_engine {
 
 namespace {
 
-struct jpeg_error_state {
-  jpeg_error_mgr mgr;  // first, so that cinfo->err leads here
-  jmp_buf jump;
-};
-
 struct jpeg_memory_source {
   jpeg_source_mgr mgr;  // first, so that cinfo->src leads here
   const uint8_t* data;
   std::size_t size;
-  bool all_rows_read;  // set once the image is complete; only the trailing markers remain
+  bool at_end;  // the data ran out and a synthetic end marker was supplied
+};
+
+struct jpeg_error_state {
+  jpeg_error_mgr mgr;  // first, so that cinfo->err leads here
+  jmp_buf jump;
+  jpeg_memory_source* src;
+  bool truncated;  // the image data needed bytes beyond the end of the file
 };
 
 const JOCTET end_of_image_marker[2] = {0xFF, JPEG_EOI};
@@ -36,7 +38,14 @@ void error_exit(j_common_ptr cinfo) {
   longjmp(reinterpret_cast<jpeg_error_state*>(cinfo->err)->jump, 1);
 }
 
-// Warnings about corrupt data are not errors; they are not reported.
+// Warnings about corrupt data are not reported, but one case is noted: the entropy decoder
+// running into the synthetic end marker means that the file was cut inside its image data.
+void emit_message(j_common_ptr cinfo, int level) {
+  auto* err = reinterpret_cast<jpeg_error_state*>(cinfo->err);
+  if (level >= 0) return;
+  ++err->mgr.num_warnings;
+  if (err->src->at_end && err->mgr.msg_code == JWRN_HIT_MARKER) err->truncated = true;
+}
 void output_message(j_common_ptr) {}
 
 void init_source(j_decompress_ptr cinfo) {
@@ -45,15 +54,12 @@ void init_source(j_decompress_ptr cinfo) {
   src->mgr.bytes_in_buffer = src->size;
 }
 
-// The whole file is in the buffer from the start, so running out of it means the data are
-// truncated: an error while rows are still missing. After the last row only the end marker can be
-// missing, and a synthetic one is supplied.
+// The whole file is in the buffer from the start, so libjpeg asks for more only past its end: it
+// gets an end marker. A file that lacks only its end marker still decodes; one cut inside the
+// image data is caught by emit_message.
 boolean fill_input_buffer(j_decompress_ptr cinfo) {
   auto* src = reinterpret_cast<jpeg_memory_source*>(cinfo->src);
-  if (!src->all_rows_read) {
-    cinfo->err->msg_code = JERR_INPUT_EOF;
-    cinfo->err->error_exit(reinterpret_cast<j_common_ptr>(cinfo));
-  }
+  src->at_end = true;
   src->mgr.next_input_byte = end_of_image_marker;
   src->mgr.bytes_in_buffer = 2;
   return TRUE;
@@ -88,7 +94,11 @@ bool run_jpeg_decode(jpeg_decode_state* st) {
 
   jpeg_decompress_struct* cinfo = &st->cinfo;
   jpeg_read_header(cinfo, TRUE);
-  jpeg_start_decompress(cinfo);
+  jpeg_start_decompress(cinfo);  // reads all scans of a progressive file
+  if (st->err.truncated) {
+    debug_output_a("jpeglib error");
+    return false;
+  }
 
   st->image = try_create_image(cinfo->output_width, cinfo->output_height);
   if (!st->image) {
@@ -130,13 +140,16 @@ bool run_jpeg_decode(jpeg_decode_state* st) {
         }
       }
     }
+    if (st->err.truncated) {
+      debug_output_a("jpeglib error");
+      return false;
+    }
     if (got == 0) {
       // Cannot happen with a source that never suspends; guards the loop all the same.
       debug_output_a("jpeglib error");
       return false;
     }
   }
-  st->src.all_rows_read = true;
   jpeg_finish_decompress(cinfo);
   return true;
 }
@@ -147,7 +160,10 @@ imgbuf4f* jpeg_stage(const uint8_t* data, uint32_t size) {
   auto* st = new jpeg_decode_state();
   st->cinfo.err = jpeg_std_error(&st->err.mgr);
   st->err.mgr.error_exit = error_exit;
+  st->err.mgr.emit_message = emit_message;
   st->err.mgr.output_message = output_message;
+  st->err.src = &st->src;
+  st->err.truncated = false;
 
   // Creation itself can fail (out of memory); it reports through the same error exit.
   if (setjmp(st->err.jump)) {
@@ -159,7 +175,7 @@ imgbuf4f* jpeg_stage(const uint8_t* data, uint32_t size) {
 
   st->src.data = data;
   st->src.size = size;
-  st->src.all_rows_read = false;
+  st->src.at_end = false;
   st->src.mgr.init_source = init_source;
   st->src.mgr.fill_input_buffer = fill_input_buffer;
   st->src.mgr.skip_input_data = skip_input_data;

@@ -4,6 +4,7 @@
 // AddressSanitizer to make that visible. QUORIN_FUZZ_ITERATIONS sets the count per seed file.
 #include <zlib.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -144,5 +145,6 @@ TEST(DecoderFuzz, DamagedFilesNeverCrash) {
   // Some damaged files still decode (flipped pixel bits), most do not.
   EXPECT_GT(decoded, 0u);
   EXPECT_LT(decoded, total);
-  RecordProperty("decodes", std::to_string(total));
+  std::printf("%llu damaged inputs from %zu seed files, %llu still decoded\n",
+              static_cast<unsigned long long>(total), seeds.size(), static_cast<unsigned long long>(decoded));
 }

@@ -30,10 +30,12 @@ reference read_pnm(const std::string& name) {
 }  // namespace
 
 TEST(JpegDecode, MatchesLibjpegReferenceDecodes) {
-  for (const char* base : {"jpeg_rgb", "jpeg_grey", "jpeg_progressive"}) {
-    const std::string b = base;
+  for (const char* base : {"jpeg_rgb", "jpeg_grey", "jpeg_progressive", "jpeg_rgb without EOI"}) {
+    const std::string b = std::string(base).substr(0, std::string(base).find(' '));
     reference ref = read_pnm(b + (b == "jpeg_grey" ? ".ref.pgm" : ".ref.ppm"));
-    image_ptr img = decode(read_fixture(b + ".jpg"));
+    std::vector<uint8_t> bytes = read_fixture(b + ".jpg");
+    if (b != base) bytes.resize(bytes.size() - 2);  // a file missing only its end marker
+    image_ptr img = decode(bytes);
     EXPECT_TRUE(matches(img.get(), ref.width, ref.height, [&](uint32_t x, uint32_t y) {
       const uint8_t* s = &ref.samples[(size_t(y) * ref.width + x) * ref.channels];
       if (ref.channels == 1) return rgba{f8(s[0]), f8(s[0]), f8(s[0]), 1.0f};
@@ -52,7 +54,7 @@ TEST(JpegDecode, CmykGivesAnImageOfTheRightSize) {
 }
 
 TEST(JpegDecode, DamagedDataFailsAndTheChainGoesOn) {
-  for (size_t keep : {size_t(2), size_t(300), size_t(1000)}) {
+  for (size_t keep : {size_t(2), size_t(300), size_t(1000), size_t(1500)}) {
     std::vector<uint8_t> bytes = read_fixture("jpeg_rgb.jpg");
     bytes.resize(keep);
     message_capture m;
