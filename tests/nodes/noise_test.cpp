@@ -116,7 +116,7 @@ float ref_pixel(int gen, const octave_noise_params& p, uint32_t c, uint32_t r) {
   table_t T = ref::table(p.seed, false);
   float w = 1.0f / p.size, x = float(c) * w, y = float(r) * w;
   auto cl = [&](float a, float b) { return ref::classic(int(p.interp), T, a, b); };
-  auto sum = [&](int kind) { return p.noise == 0 ? ref::sum(cl, kind, x, y, p) : ref::sum(ref::simplex, kind, x, y, p); };
+  auto sum = [&](int k) { return p.noise == 0 ? ref::sum(cl, k, x, y, p) : ref::sum(ref::simplex, k, x, y, p); };
   if (gen == 0) return ref::clamp01(sum(p.noise == 1 && p.mapping == 0 ? 2 : 1));
   float v = gen == 1 ? sum(0) : p.noise == 0 ? cl(x, y) : ref::simplex(x, y);
   return ref::clamp01(p.mapping == 0 ? (v + 1.0f) * 0.5f : std::fabs(v));
@@ -124,7 +124,8 @@ float ref_pixel(int gen, const octave_noise_params& p, uint32_t c, uint32_t r) {
 
 TEST(NoiseCore, RegisterTablesAndPrimitivesMatchTheReference) {
   for (uint32_t i = 0, a = 42330, b = 42330; i < 100000; ++i) ASSERT_EQ(a = lfsr32_step(a), b = ref::step(b)) << i;
-  table_t base = ref::table(0, true), t0 = ref::table(0, false), t7 = ref::table(7, false), t5 = ref::table(5000, false);
+  const table_t base = ref::table(0, true), t0 = ref::table(0, false), t7 = ref::table(7, false);
+  const table_t t5 = ref::table(5000, false);
   for (int i = 0; i < 256; ++i)  // seed 0 starts the register at 42330
     ASSERT_EQ(std::tuple(base_value_table()[i], seed_value_table(0)[i], seed_value_table(5000)[i]),
               std::tuple(base[i], t0[i], t5[i])) << i;
@@ -149,8 +150,8 @@ TEST(NoiseGenerators, TurbulenceFractalSumAndNoiseInEveryVariant) {
     for (p.mapping = 0; p.mapping < 2; ++p.mapping)
       for (p.interp = 0; p.interp < 3; ++p.interp) {
         SCOPED_TRACE(::testing::Message() << "noise " << p.noise << " mapping " << p.mapping << " interp " << p.interp);
-        image_ptr imgs[3] = {filled(fill_turbulence, p), filled(fill_fractal_sum, p),
-                             filled(fill_value_noise, value_noise_params{p.noise, p.mapping, p.size, p.interp, p.seed})};
+        value_noise_params v{p.noise, p.mapping, p.size, p.interp, p.seed};
+        image_ptr imgs[3] = {filled(fill_turbulence, p), filled(fill_fractal_sum, p), filled(fill_value_noise, v)};
         for (int gen = 0; gen < 3; ++gen)
           EXPECT_TRUE(same_image(*imgs[gen], [&](uint32_t c, uint32_t r) { return grey(ref_pixel(gen, p, c, r)); }))
               << "generator " << gen;
@@ -197,11 +198,11 @@ TEST(NoiseGenerators, SinePlasmaAndBitGlitch) {
   for (px4& v : want)
     for (int ch = 0; ch < 3; ++ch)
       s = ref::step(s), v[ch] = std::bit_cast<float>((s & 0x7FFFFFu) | ((s >> 23) & 1u ? 0x3F000000u : 0x3E800000u));
-  for (int twice = 0; twice < 2; ++twice)
-    EXPECT_TRUE(same_image(*render_node(34, {}, render_BitGlitch), [&](uint32_t c, uint32_t r) { return want[r * 37 + c]; }));
+  auto glitch = [&](uint32_t c, uint32_t r) { return want[r * 37 + c]; };
+  for (int twice = 0; twice < 2; ++twice) EXPECT_TRUE(same_image(*render_node(34, {}, render_BitGlitch), glitch));
 }
 
-TEST(NoiseGenerators, SeedsOctavesAndSimplexThroughNodes) {
+TEST(NoiseGenerators, SeedsOctavesSimplexAndLimitsThroughNodes) {
   auto turb = [](params_list p) { return render_node(14, p, render_Turbulence); };
   auto fractal = [](params_list p) { return render_node(15, p, render_FractalSum); };
   image_ptr zero = turb({{u"seed", u"0"}}), s5000 = turb({{u"seed", u"5000"}});
@@ -221,13 +222,12 @@ TEST(NoiseGenerators, SeedsOctavesAndSimplexThroughNodes) {
                            *render_node(id, {{key, u"simplex"}, {u"seed", u"77"}, {u"interp", u"cosine"}}, routine)))
         << id;
   }
-}
-
-TEST(NoiseGenerators, ParametersClampedAsRead) {
+  // Limits as read.
   renderctx ctx{};
   octave_noise_params o = fetch_octave_noise_params(
-      *make_node(14, {{u"size", u"0.5"}, {u"noise", u"simplex"}, {u"lofreq", u"0"}, {u"hifreq", u"20"}, {u"lacunarity", u"9"},
-                      {u"persistence", u"-1"}, {u"mapping", u"abs"}, {u"interp", u"cosine"}, {u"seed", u"6000"}}), ctx);
+      *make_node(14, {{u"size", u"0.5"}, {u"noise", u"simplex"}, {u"lofreq", u"0"}, {u"hifreq", u"20"},
+                      {u"lacunarity", u"9"}, {u"persistence", u"-1"}, {u"mapping", u"abs"}, {u"interp", u"cosine"},
+                      {u"seed", u"6000"}}), ctx);
   EXPECT_EQ(std::tuple(o.size, o.noise, o.lofreq, o.hifreq, o.lacunarity, o.persistence, o.mapping, o.interp, o.seed),
             std::tuple(1.0f, 1u, 1u, 15u, 4.0f, 0.0f, 1u, 2u, 5000u));
   // Marble: a connected value of 1.0 on the three-value direction reads as 3, limited to "both".
