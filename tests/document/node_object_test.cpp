@@ -25,12 +25,10 @@ TEST(NodeObject, CreationAndSetType) {
   node_set_type(n, 1000);  // the height becomes 120, only the image flag is raised, old values stay
   EXPECT_EQ(rect(n), (std::vector<int>{10, 10, 175, 120}));
   EXPECT_TRUE(n->caching_dirty && !n->thumbnail_caching_dirty && !n->dirty() && n->params[u"keep"] == u"1");
-  node_delete(n);
-  node_delete(nullptr);
   EXPECT_EQ(node_create_by_type_name(u"constant"), nullptr);  // names match exactly
   shadetree_node_t* text = node_create_with_type(32);  // Text carries its font block
   EXPECT_EQ(text->binary_size(), 256u);
-  node_delete(text);
+  for (shadetree_node_t* d : {n, text, static_cast<shadetree_node_t*>(nullptr)}) node_delete(d);
 }
 
 TEST(NodeObject, DeepCopyLosesCurveParametersAndFlatCopyLosesConnections) {
@@ -59,9 +57,8 @@ TEST(NodeObject, DeepCopyLosesCurveParametersAndFlatCopyLosesConnections) {
   EXPECT_TRUE(flat->caching_dirty && flat->thumbnail_caching_dirty && flat->dirty());
   EXPECT_TRUE(flat->binary_data == src->binary_data && flat->expression == src->expression);
 
-  // Assigning over a connected node keeps its connections and pushes the flags downstream.
   clear_flags(down);
-  *src = *flat;
+  *src = *flat;  // over a connected node: its connections stay, and the flags go downstream
   EXPECT_TRUE(down->caching_dirty && !down->dirty() && src->input_connections.size() == 1);
   for (shadetree_node_t* n : {src, up, down, deep, flat}) node_delete(n);
 }

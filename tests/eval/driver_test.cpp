@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include "../common/scoped_specs.h"
-#include "core/imgbuf.h"
 #include "core/pool.h"
 #include "core/renderctx.h"
 #include "document/node.h"
@@ -15,7 +14,7 @@ using namespace quorin_engine;
 namespace {
 
 using px = std::vector<float>;
-const px cleared{0, 0, 0, 0}, untouched{7, 7, 7, 7};
+const px cleared{0, 0, 0, 0}, untouched{7, 7, 7, 7}, red{1, 0, 0, 1}, violet{0.5f, 0.25f, 1, 1};
 
 class RenderDriver : public ::testing::Test {
  protected:
@@ -28,9 +27,10 @@ class RenderDriver : public ::testing::Test {
     for (shadetree_node_t* n : nodes) node_delete(n);
     imgbuf4f_delete(target);
   }
-  shadetree_node_t* make(uint32_t type, const char16_t* color = nullptr) {
+  shadetree_node_t* make(uint32_t type, const char16_t* color = nullptr, bool disabled = false) {
     nodes.push_back(node_create_with_type(type));
     if (color) nodes.back()->params[u"color"] = color;
+    nodes.back()->disabled = disabled;
     return nodes.back();
   }
   // Renders over a target full of 7s; the pixel value if all pixels agree, else nothing.
@@ -42,11 +42,7 @@ class RenderDriver : public ::testing::Test {
       if (!std::equal(first.begin(), first.end(), target->pixels + 4 * i)) return {};
     return first;
   }
-  px blend_color(shadetree_node_t* blend) {
-    px c(4, 1.0f);
-    color_rgb_value(*blend, ctx, c[0], c[1], c[2]);
-    return c;
-  }
+  px blend_color(shadetree_node_t* n) { px c(4, 1.0f); color_rgb_value(*n, ctx, c[0], c[1], c[2]); return c; }
 };
 
 }  // namespace
@@ -67,20 +63,17 @@ TEST_F(RenderDriver, FlagsClearedPerKindOfRenderAndCleanNodesSkipped) {
   shadetree_node_t* unknown = make(31337);
   EXPECT_EQ(render(unknown), cleared);
   EXPECT_TRUE(!unknown->caching_dirty && unknown->thumbnail_caching_dirty);
-
   shadetree_node_t* rgb = make(0, u"(1,0,0)");
-  ctx.for_thumbnail = true;
-  EXPECT_EQ(render(rgb), (px{1, 0, 0, 1}));
-  EXPECT_TRUE(rgb->caching_dirty && !rgb->thumbnail_caching_dirty);
-  ctx.targetbuf_from_cache = true;  // clean, from the host's cache: the target is not touched at all
-  EXPECT_EQ(render(rgb), untouched);
-  ctx.for_thumbnail = false;  // this kind is still dirty: it runs
-  EXPECT_EQ(render(rgb), (px{1, 0, 0, 1}));
+  ctx.for_thumbnail = ctx.targetbuf_from_cache = true;
+  EXPECT_EQ(render(rgb), red);
+  EXPECT_EQ(render(rgb), untouched);  // clean, from the host's cache: not touched at all
+  ctx.for_thumbnail = false;          // this kind is still dirty: it runs
+  EXPECT_EQ(render(rgb), red);
 
   shadetree_node_t* pass = make(1000);
   node_set_output_for_input_keyed(pass, u"RGB", rgb);
   node_add_input_for_output(rgb, 0, pass);  // marks the source dirty again
-  EXPECT_EQ(render(pass), (px{1, 0, 0, 1}));
+  EXPECT_EQ(render(pass), red);
   EXPECT_EQ(render(pass), untouched);
   rgb->params[u"color"] = u"(0,1,0)";
   rgb->caching_dirty = true;  // the consumer finds the change by asking upstream
@@ -89,16 +82,16 @@ TEST_F(RenderDriver, FlagsClearedPerKindOfRenderAndCleanNodesSkipped) {
 }
 
 TEST_F(RenderDriver, TypesWithoutImagesAndPassThrough) {
-  shadetree_node_t* blend = make(1029);
   for (uint32_t type : {17u, 28u, 1029u, 1044u}) EXPECT_EQ(render(make(type)), cleared) << type;
   ctx.for_thumbnail = true;
+  shadetree_node_t* blend = make(1029);
   EXPECT_EQ(render(blend), blend_color(blend));  // the thumbnail of a colour shows the colour
   EXPECT_EQ(render(make(17)), cleared);
   for (uint32_t type : {1000u, 1040u}) {  // PassThru and Output: the input, into the same target
     shadetree_node_t* n = make(type);
     EXPECT_EQ(render(n), cleared);
-    node_set_output_for_input_keyed(n, u"RGB", make(0, u"(0,0,1)"));
-    EXPECT_EQ(render(n), (px{0, 0, 1, 1}));
+    node_set_output_for_input_keyed(n, u"RGB", make(0, u"(1,0,0)"));
+    EXPECT_EQ(render(n), red);
   }
   imgbuf4f* small = imgbuf4f_create(32, 32);  // a group into 32 x 32 is blank
   imgbuf4f_set_channel(small, 3, 1.0f);
@@ -111,33 +104,28 @@ TEST_F(RenderDriver, TypesWithoutImagesAndPassThrough) {
 
 TEST_F(RenderDriver, DisabledNodes) {
   // An operator passes its first stream input through and keeps its own flags.
-  shadetree_node_t* blur = make(1005);
+  shadetree_node_t* blur = make(1005, nullptr, true);
   shadetree_node_t* rgb = make(0, u"(0.5,0.25,1)");
-  node_disable(blur);
   EXPECT_EQ(render(blur), cleared);
   node_set_output_for_input_keyed(blur, u"RGB", rgb);
-  EXPECT_EQ(render(blur), (px{0.5f, 0.25f, 1, 1}));
+  EXPECT_EQ(render(blur), violet);
   EXPECT_TRUE(blur->caching_dirty && blur->thumbnail_caching_dirty && !rgb->caching_dirty);
   // A disabled generator is blank, even when clean and rendered from the host's cache.
-  shadetree_node_t* generator = make(0, u"(1,1,1)");
-  node_disable(generator);
+  shadetree_node_t* generator = make(0, u"(1,1,1)", true);
   generator->caching_dirty = false;
   ctx.targetbuf_from_cache = true;
   EXPECT_EQ(render(generator), cleared);
   ctx.targetbuf_from_cache = false;
 
   // Only the first stream input counts, wherever it stands in the list; without a record there is none.
-  shadetree_node_t* mux = make(1059);
-  shadetree_node_t* two = make(4242);  // "amount" (scalar), "Grey", "RGB"
-  shadetree_node_t* unknown = make(31337);
+  shadetree_node_t* mux = make(1059, nullptr, true);
+  shadetree_node_t* two = make(4242, nullptr, true);  // "amount" (scalar), "Grey", "RGB"
+  shadetree_node_t* unknown = make(31337, nullptr, true);
   node_set_output_for_input_keyed(mux, u"RGB-2", rgb);
   node_set_output_for_input_keyed(two, u"amount", make(0, u"(1,1,1)"));
   node_set_output_for_input_keyed(two, u"RGB", make(0, u"(1,0,1)"));
   node_set_output_for_input_keyed(unknown, u"RGB", rgb);
-  for (shadetree_node_t* n : {mux, two, unknown}) {
-    node_disable(n);
-    EXPECT_EQ(render(n), cleared);
-  }
+  for (shadetree_node_t* n : {mux, two, unknown}) EXPECT_EQ(render(n), cleared);
   node_set_output_for_input_keyed(two, u"Grey", rgb);
-  EXPECT_EQ(render(two), (px{0.5f, 0.25f, 1, 1}));
+  EXPECT_EQ(render(two), violet);
 }
