@@ -76,7 +76,7 @@ TEST(LineConversion, AlphaOverCheckerboard) {
   EXPECT_EQ(row[16 * 4 + 3], 255);
 }
 
-TEST(ColorText, ParsesFloatAndByteFormsAndIncompleteTexts) {
+TEST(ColorText, FloatAndByteFormsAndIncompleteTexts) {
   struct { const char16_t* text; std::vector<float> rgba; } cases[] = {
       {u"( 0.1, 0.2,0.3,0.4)", {0.1f, 0.2f, 0.3f, 0.4f}},
       {u"bytes(255,0,128)", {1.0f, 0.0f, static_cast<float>(128 / 255.0), 1.0f}},
@@ -95,9 +95,4 @@ TEST(ColorText, ParsesFloatAndByteFormsAndIncompleteTexts) {
   float out[4] = {-7, -7, -7, -7};
   EXPECT_FALSE(parse_color(u"0.1,0.2,0.3", out) || parse_color(u"", out));  // no "(": output untouched
   EXPECT_EQ(std::vector<float>(out, out + 4), std::vector<float>(4, -7.0f));
-  // The written form leaves alpha out when it is within a float step of 1, and reads back.
-  EXPECT_EQ(format_color(0.25f, 0.5f, 1.0f, 1.0000001f), u"(0.250000,0.500000,1.000000)");
-  EXPECT_EQ(format_color(0.0f, 0.0f, 0.0f, 1.0000003f), u"(0.000000,0.000000,0.000000,1.000000)");
-  ASSERT_TRUE(parse_color(format_color(0.125f, 0.5f, 0.75f, 0.25f).c_str(), out));
-  EXPECT_EQ(std::vector<float>(out, out + 4), (std::vector<float>{0.125f, 0.5f, 0.75f, 0.25f}));
 }

@@ -69,16 +69,6 @@ TEST_F(RenderDriver, FlagsClearedPerKindOfRenderAndCleanNodesSkipped) {
   EXPECT_EQ(render(rgb), untouched);  // clean, from the host's cache: not touched at all
   ctx.for_thumbnail = false;          // this kind is still dirty: it runs
   EXPECT_EQ(render(rgb), red);
-
-  shadetree_node_t* pass = make(1000);
-  node_set_output_for_input_keyed(pass, u"RGB", rgb);
-  node_add_input_for_output(rgb, 0, pass);  // marks the source dirty again
-  EXPECT_EQ(render(pass), red);
-  EXPECT_EQ(render(pass), untouched);
-  rgb->params[u"color"] = u"(0,1,0)";
-  rgb->caching_dirty = true;  // the consumer finds the change by asking upstream
-  EXPECT_EQ(render(pass), (px{0, 1, 0, 1}));
-  EXPECT_FALSE(rgb->caching_dirty || pass->caching_dirty);
 }
 
 TEST_F(RenderDriver, TypesWithoutImagesAndPassThrough) {
