@@ -84,7 +84,6 @@ TEST(ColorText, FloatAndByteFormsAndIncompleteTexts) {
       {u"bytes(0.9,255,255,51)", {0.0f, 1.0f, 1.0f, 0.2f}},
       {u"(0.5,0.5)", {0.5f, 0.0f, 0.0f, 1.0f}},  // two components set red alone
       {u"(0.1,0.2,0.3", {0.0f, 0.0f, 0.0f, 1.0f}},  // no ")": black, still a success
-      {u"(0.1,0.2,)", {0.1f, 0.2f, 0.0f, 1.0f}},
       {u"(x,y,z,w)", {0.0f, 0.0f, 0.0f, 0.0f}},
   };
   for (const auto& c : cases) {

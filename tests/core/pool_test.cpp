@@ -1,6 +1,7 @@
 // The render buffer pool and the render context.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -16,10 +17,8 @@ using namespace quorin_engine;
 namespace {
 
 bool entry_free(renderbuffer_pool_t* p, imgbuf4f* b) {
-  for (auto& e : p->buffers)
-    if (e.buffer == b) return e.free;
-  ADD_FAILURE() << "buffer not in pool";
-  return false;
+  auto e = std::find_if(p->buffers.begin(), p->buffers.end(), [b](auto& e) { return e.buffer == b; });
+  return e != p->buffers.end() && e->free;
 }
 
 }  // namespace

@@ -19,8 +19,8 @@ const px cleared{0, 0, 0, 0}, untouched{7, 7, 7, 7}, red{1, 0, 0, 1}, violet{0.5
 class RenderDriver : public ::testing::Test {
  protected:
   quorin_test::scoped_specs specs{quorin_test::sample_specs()};
-  renderbuffer_pool_t pool{5, 3, 2};
-  imgbuf4f* target = imgbuf4f_create(5, 3);
+  renderbuffer_pool_t pool{32, 32, 2};
+  imgbuf4f* target = imgbuf4f_create(32, 32);  // a group's blank size
   renderctx ctx{target, false, &pool, false, false, false, false, nullptr};
   std::vector<shadetree_node_t*> nodes;
   ~RenderDriver() override {
@@ -38,7 +38,7 @@ class RenderDriver : public ::testing::Test {
     for (uint32_t c = 0; c < 4; ++c) imgbuf4f_set_channel(target, c, 7.0f);
     node_render(n, &ctx);
     px first(target->pixels, target->pixels + 4);
-    for (uint32_t i = 1; i < 15; ++i)
+    for (uint32_t i = 1; i < 32 * 32; ++i)
       if (!std::equal(first.begin(), first.end(), target->pixels + 4 * i)) return {};
     return first;
   }
@@ -47,7 +47,7 @@ class RenderDriver : public ::testing::Test {
 
 }  // namespace
 
-TEST_F(RenderDriver, RGBFillsItsColour) {
+TEST_F(RenderDriver, RGBFillsItsColourFromTextOrColorBlend) {
   EXPECT_EQ(render(make(0, u"(0.25,0.5,0.75,0.5)")), (px{0.25f, 0.5f, 0.75f, 0.5f}));
   for (const char16_t* black : {u"", u"red"}) EXPECT_EQ(render(make(0, black)), (px{0, 0, 0, 1}));
   // A connection wins over the text; only a ColorBlend gives a colour, alpha is 1 either way.
@@ -83,13 +83,7 @@ TEST_F(RenderDriver, TypesWithoutImagesAndPassThrough) {
     node_set_output_for_input_keyed(n, u"RGB", make(0, u"(1,0,0)"));
     EXPECT_EQ(render(n), red);
   }
-  imgbuf4f* small = imgbuf4f_create(32, 32);  // a group into 32 x 32 is blank
-  imgbuf4f_set_channel(small, 3, 1.0f);
-  renderctx thumb = ctx;
-  thumb.target_buf = small;
-  node_render(make(10000), &thumb);
-  EXPECT_TRUE(std::all_of(small->pixels, small->pixels + 32 * 32 * 4, [](float v) { return v == 0.0f; }));
-  imgbuf4f_delete(small);
+  EXPECT_EQ(render(make(10000)), cleared);  // a group into 32 x 32 is blank
 }
 
 TEST_F(RenderDriver, DisabledNodes) {
