@@ -32,12 +32,8 @@ inline std::string read_file(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
-inline bool read_path(project& p, const std::string& path) {
-  return project_read_from_file_xml(&p, from_utf8(path).c_str());
-}
-inline bool write_path(project& p, const std::string& path) {
-  return project_write_xml_to_file(&p, from_utf8(path).c_str());
-}
+inline bool read_path(project& p, const std::string& f) { return project_read_from_file_xml(&p, from_utf8(f).c_str()); }
+inline bool write_path(project& p, const std::string& f) { return project_write_xml_to_file(&p, from_utf8(f).c_str()); }
 inline bool read_text(project& p, const std::string& xml) {
   write_file(scratch("in.xml"), xml);
   return read_path(p, scratch("in.xml"));
@@ -79,6 +75,7 @@ inline asset* add_asset(project& p, uint32_t linkage, const char16_t* name, cons
   if (!bytes.empty()) std::copy(bytes.begin(), bytes.end(), a->data = new uint8_t[bytes.size()]);
   return a;
 }
+inline std::string bytes_of(const asset* a) { return std::string(reinterpret_cast<char*>(a->data), a->data_size); }
 
 // The engine with the full catalogue, brought up once: a second init would append a second copy.
 class EngineTest : public ::testing::Test {

@@ -6,7 +6,6 @@
 #include "../common/mutate.h"
 #include "core/imgbuf.h"
 #include "persistence_support.h"
-#include "quorin/imgbuf4f.h"
 
 using namespace persistence_test;
 
@@ -15,13 +14,10 @@ namespace {
 void fill_sample(project& p) {
   p.settings[u"custom & <setting>"] = u"\"quoted\"\ttab";
   project_set_width(&p, 640);
-  project_set_preview_supersampling(&p, 1);
   p.renderthreads_spectype_runtime = 0, p.settings[u"renderthreads-spectype-runtime"] = u"absolute";
-  p.renderthreads_runtime = 3, p.settings[u"renderthreads-runtime"] = u"3";  // no typed setter
   graph* g = p.graphs.emplace_back(new graph());
   g->name = u"Main & <more>";
   shadetree_node_t* noise = add(g, u"Turbulence");
-  noise->params[u"seed"] = u"42";
   noise->disabled = true;
   noise->display_x = 5, noise->display_y = 6, noise->display_w = 300, noise->display_h = 7;
   noise->name = u"noise \"one\"\nsecond line";
@@ -49,43 +45,34 @@ void fill_sample(project& p) {
   connect(add(second, u"Constant"), 0, marble2, u"amplitude");
   marble2->time_curves[u"amplitude"] = make_curve({{0, 1, 1, 0}}, false);
   marble2->time_curves[u"size"] = make_curve({{0, 0, 1, 1}});  // not curveable: not written
-  p.graphs.emplace_back(new graph())->name = u"empty";
+  p.graphs.emplace_back(new graph())->name = u"empty";  // several graphs, one of them empty
 
   add_asset(p, 1, u"bytes", std::string(text->binary_data.begin(), text->binary_data.begin() + 200));
   add_asset(p, 0, u"wood")->filepath = u"textures/wood & stone.png";
   p.assets.items.back()->link_filepath = 0;
   add_asset(p, 0, u"")->filepath = u"/data/absolute.png";  // a new asset's "absolute": not read back
-  imgbuf4f* image = imgbuf4f_create(3, 2);
-  for (int i = 0; i < 3 * 2 * 4; ++i) image->pixels[i] = static_cast<float>(i) / 24;
-  char16_t message[64];
-  engine_saveimage_png(message, 64, from_utf8(scratch("picture.png")).c_str(), image, 1);
-  imgbuf4f_delete(image);
-  add_asset(p, 1, u"picture", read_file(scratch("picture.png")));
+  add_asset(p, 1, u"picture", read_file(QUORIN_SOURCE_DIR "/tests/codecs/fixtures/png_g8.png"));  // 13 x 7
   add_asset(p, 1, u"");
 }
+
+curve curve_of(const std::map<wstring, curve>& m, const wstring& name) { return m.count(name) ? m.at(name) : curve{}; }
 
 void expect_same_node(const graph& gw, const shadetree_node_t& w, const graph& gr, const shadetree_node_t& r) {
   EXPECT_EQ(std::tie(r.type_id, r.disabled, r.name, r.display_x, r.display_y, r.display_w, r.display_h),
             std::tie(w.type_id, w.disabled, w.name, w.display_x, w.display_y, w.display_w, w.display_h));
-  // Specified parameters only; a time curve takes the place of the text, a curve value has none.
+  // Each specified parameter keeps its time curve (in place of its text), its curve value, or its text.
   std::unordered_map<wstring, wstring> texts;
-  std::size_t time_curves = 0;
+  std::size_t time_curves = 0, curve_values = 0;
   for (const param_group_spec_t& group : w.spec()->param_groups)
-    for (const param_spec_t& ps : group.params) {
-      auto curve_of = [&](const std::map<wstring, curve>& m) { return m.count(ps.name) ? m.at(ps.name) : curve{}; };
-      if (ps.curveable && w.time_curves.count(ps.name)) {
-        ++time_curves;
-        expect_curve_near(curve_of(r.time_curves), w.time_curves.at(ps.name));
-      } else if (ps.type == param_curve) {
-        ASSERT_TRUE(r.param_curves.count(ps.name)) << to_utf8(ps.name);
-        expect_curve_near(r.param_curves.at(ps.name), curve_of(w.param_curves));
-      } else {
+    for (const param_spec_t& ps : group.params)
+      if (ps.curveable && w.time_curves.count(ps.name) && ++time_curves)
+        expect_curve_near(curve_of(r.time_curves, ps.name), w.time_curves.at(ps.name));
+      else if (ps.type == param_curve && ++curve_values)
+        expect_curve_near(curve_of(r.param_curves, ps.name), curve_of(w.param_curves, ps.name));
+      else
         texts[ps.name] = w.params.count(ps.name) ? w.params.at(ps.name) : wstring();
-      }
-    }
-  EXPECT_EQ(r.params, texts);
-  EXPECT_EQ(r.time_curves.size(), time_curves);
-  EXPECT_EQ(r.binary_data, w.binary_data);
+  EXPECT_EQ(std::tie(r.params, r.binary_data), std::tie(texts, w.binary_data));
+  EXPECT_EQ(std::make_pair(r.time_curves.size(), r.param_curves.size()), std::make_pair(time_curves, curve_values));
   EXPECT_EQ(r.expression->root, nullptr);  // an expression comes back as text alone
   // Connections by position, every feeder listing its consumer on output 0.
   ASSERT_EQ(r.input_connections.size(), w.input_connections.size());
@@ -97,22 +84,6 @@ void expect_same_node(const graph& gw, const shadetree_node_t& w, const graph& g
   }
 }
 
-std::string bytes_of(const asset* a) { return std::string(reinterpret_cast<const char*>(a->data), a->data_size); }
-
-// Connections join nodes of one graph, both ways; time curves sit on curveable parameters.
-void expect_consistent(const project& p) {
-  for (const graph* g : p.graphs)
-    for (const shadetree_node_t* n : g->nodes) {
-      for (const auto& [input, feeder] : n->input_connections) {
-        ASSERT_LT(index_in(*g, feeder), g->nodes.size());
-        EXPECT_GE(std::count(feeder->output_connections[0].begin(), feeder->output_connections[0].end(), n), 1);
-      }
-      for (const auto& list : n->output_connections)
-        for (const shadetree_node_t* consumer : list) EXPECT_LT(index_in(*g, consumer), g->nodes.size());
-      for (const auto& [name, c] : n->time_curves) EXPECT_TRUE(find_param(n->spec(), name)->curveable);
-    }
-  for (const asset* a : p.assets.items) EXPECT_TRUE(a->linkage <= 1 && (a->data_size == 0 || a->data));
-}
 
 class RoundTrip : public EngineTest {};
 
@@ -124,8 +95,7 @@ TEST_F(RoundTrip, ProjectComesBackFieldByField) {
   ASSERT_TRUE(write_path(w, scratch("round_trip.xml")));
   ASSERT_TRUE(read_path(r, scratch("round_trip.xml")));
   EXPECT_EQ(r.settings, w.settings);
-  EXPECT_EQ(std::tie(r.width, r.preview_supersampling, r.renderthreads_spectype_runtime, r.renderthreads_runtime),
-            std::make_tuple(640u, uint8_t(1), 0u, 3u));
+  EXPECT_EQ(std::tie(r.width, r.renderthreads_spectype_runtime), std::make_tuple(640u, 0u));
   ASSERT_EQ(r.graphs.size(), 3u);
   for (std::size_t gi = 0; gi < w.graphs.size(); ++gi) {
     const graph &gw = *w.graphs[gi], &gr = *r.graphs[gi];
@@ -147,7 +117,7 @@ TEST_F(RoundTrip, ProjectComesBackFieldByField) {
   }
   EXPECT_EQ(r.assets.items[0]->image, nullptr);  // not an image: the asset stays without one
   ASSERT_NE(r.assets.items[2]->image, nullptr);  // an embedded image is decoded as it is read
-  EXPECT_EQ(r.assets.items[2]->image->width, 3u);
+  EXPECT_EQ(r.assets.items[2]->image->width, 13u);
 }
 
 // QUORIN_MUTATIONS sets the number of damaged files, for long runs under a sanitizer.
@@ -157,16 +127,22 @@ TEST_F(RoundTrip, DamagedFilesNeverCrashTheReader) {
   const std::string path = scratch("mutated.xml");
   ASSERT_TRUE(write_path(sample, path));
   const std::string seed = read_file(path);
-  const char* env = std::getenv("QUORIN_MUTATIONS");
-  const uint64_t count = env ? std::strtoull(env, nullptr, 10) : 1000;
+  const uint64_t count = std::getenv("QUORIN_MUTATIONS") ? std::stoull(std::getenv("QUORIN_MUTATIONS")) : 1000;
   quorin_test::splitmix64 rng{0x5eedf11e};
   uint64_t accepted = 0;
   for (uint64_t i = 0; i < count && !HasFailure(); ++i) {
+    SCOPED_TRACE("damaged copy " + std::to_string(i));
     write_file(path, quorin_test::mutate(seed, rng, "-9\"<>/=A0,&"));
     project p;
     accepted += read_path(p, path);
-    expect_consistent(p);
-    if (HasFailure()) write_file("failing_mutation.xml", read_file(path));  // kept for the developer
+    for (const graph* g : p.graphs)  // connections join nodes of one graph, both ways
+      for (const shadetree_node_t* n : g->nodes) {
+        for (const auto& [input, feeder] : n->input_connections)
+          EXPECT_TRUE(index_in(*g, feeder) < g->nodes.size() &&
+                      std::count(feeder->output_connections[0].begin(), feeder->output_connections[0].end(), n));
+        for (const auto& list : n->output_connections)
+          for (const shadetree_node_t* consumer : list) EXPECT_LT(index_in(*g, consumer), g->nodes.size());
+      }
   }
   EXPECT_GT(accepted, 0u);  // some damage leaves a well-formed document
   EXPECT_LT(accepted, count);
