@@ -35,8 +35,7 @@ inline std::string read_file(const std::string& path) {
 inline bool read_path(project& p, const std::string& f) { return project_read_from_file_xml(&p, from_utf8(f).c_str()); }
 inline bool write_path(project& p, const std::string& f) { return project_write_xml_to_file(&p, from_utf8(f).c_str()); }
 inline bool read_text(project& p, const std::string& xml) {
-  write_file(scratch("in.xml"), xml);
-  return read_path(p, scratch("in.xml"));
+  return write_file(scratch("in.xml"), xml), read_path(p, scratch("in.xml"));
 }
 
 // A curve from lists of point coordinates: four numbers make a line item, eight a bezier item.
@@ -59,12 +58,10 @@ inline void expect_curve_near(const curve& got, const curve& want) {  // points 
       EXPECT_NEAR(got.items[i].points[k / 2][k % 2], want.items[i].points[k / 2][k % 2], 5e-7) << i << ":" << k;
   }
 }
-inline uint32_t index_in(const graph& g, const shadetree_node_t* n) {
-  return static_cast<uint32_t>(std::find(g.nodes.begin(), g.nodes.end(), n) - g.nodes.begin());
+inline std::size_t index_in(const graph& g, const void* n) {
+  return std::find(g.nodes.begin(), g.nodes.end(), n) - g.nodes.begin();
 }
-inline shadetree_node_t* add(graph* g, const char16_t* type) {
-  return g->nodes.emplace_back(node_create_by_type_name(type));
-}
+inline shadetree_node_t* add(graph* g, const char16_t* t) { return g->nodes.emplace_back(node_create_by_type_name(t)); }
 inline void connect(shadetree_node_t* from, uint32_t output, shadetree_node_t* to, const char16_t* input) {
   node_set_output_for_input_keyed(to, input, from);
   node_add_input_for_output(from, output, to);

@@ -20,7 +20,7 @@ void fill_sample(project& p) {
   shadetree_node_t* noise = add(g, u"Turbulence");
   noise->disabled = true;
   noise->display_x = 5, noise->display_y = 6, noise->display_w = 300, noise->display_h = 7;
-  noise->name = u"noise \"one\"\nsecond line";
+  noise->name = u"noise \"\u00e9\u20ac\"\r\nsecond line";
   shadetree_node_t* marble = add(g, u"Marble");
   marble->params[u"amplitude"] = u"0.250000";  // lost under the time curve
   marble->time_curves[u"amplitude"] = make_curve({{0, 0.125f, 0.5f, 1}, {0.5f, 1, 0.6f, 0.9f, 0.8f, 0.1f, 1, 0.3f}});
@@ -33,7 +33,6 @@ void fill_sample(project& p) {
   channels->param_curves[u"green"] = make_curve({{0, 0, 0.5f, 0.25f}, {0.5f, 0.25f, 1, 1}}, false);
   channels->param_curves.erase(u"blue");  // written as an empty curve
   shadetree_node_t* text = add(g, u"Text");
-  text->params[u"text"] = u"Hello\r\n\u00e9t\u00e9 \u20ac";
   for (int i = 0; i < 256; ++i) text->binary_data.push_back(static_cast<uint8_t>(i * 31 + 7));
   add(g, u"ScalarExpr")->params[u"expression"] = u"_1 * 2 + sin(_2)";
   shadetree_node_t* user = add(g, u"UserInput");
