@@ -115,3 +115,49 @@ TEST_F(GraphRender, TwoThreadsShareOnePool) {
 }
 
 }  // namespace
+
+// The pool's cache keeps nothing at its default capacity of 0; a pool given room for one image
+// keeps an input's result between holders, and a change upstream sends the source back to work.
+TEST_F(GraphRender, InputHolderUsesThePoolCacheWhenItHasRoom) {
+  shadetree_node_t* rgb = chain(u"(0.25,0.5,0.75)")->input_connections.begin()->second->input_connections.begin()->second;
+  renderbuffer_pool_t pool(4, 4, 2);
+  imgbuf4f* target = imgbuf4f_create(4, 4);
+  renderctx ctx{target, false, &pool, false, false, false, false, &proj};
+  {
+    input_render_buffer_t first(&pool, rgb, false);
+    EXPECT_FALSE(first.from_cache);
+    first.render(ctx);
+    EXPECT_TRUE(filled(first.buffer, u"(0.25,0.5,0.75)"));
+  }  // capacity 0: the buffer went straight back to the free list
+  EXPECT_EQ(pool.cache.size(), 0u);
+
+  pool.cache_capacity = 1;
+  imgbuf4f* kept;
+  {
+    input_render_buffer_t second(&pool, rgb, false);
+    second.render(ctx);
+    kept = second.buffer;
+  }
+  ASSERT_EQ(pool.cache.count(reinterpret_cast<uint64_t>(rgb)), 1u);
+  {
+    // Clean source: the cached image is handed out and the source does not run again.
+    std::fill(kept->pixels, kept->pixels + 4, 9.0f);
+    input_render_buffer_t third(&pool, rgb, false);
+    EXPECT_TRUE(third.from_cache);
+    EXPECT_EQ(third.buffer, kept);
+    third.render(ctx);
+    EXPECT_EQ(kept->pixels[0], 9.0f);
+  }
+  {
+    // A changed source is dropped from the cache and rendered into a fresh buffer.
+    node_set_param_value(rgb, u"color", u"(1,0,0)");
+    input_render_buffer_t fourth(&pool, rgb, false);
+    EXPECT_FALSE(fourth.from_cache);
+    fourth.render(ctx);
+    EXPECT_TRUE(filled(fourth.buffer, u"(1,0,0)"));
+  }
+  pool.cache_clear();
+  EXPECT_TRUE(pool.cache.empty());
+  imgbuf4f_delete(target);
+  EXPECT_EQ(messages.find(u"still in use!"), std::u16string::npos);
+}
