@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
+#include <vector>
 
 #include "catalogue/catalogue.h"
 #include "codecs/decode.h"
@@ -428,6 +430,23 @@ class project_content_handler_t {
     else if (p->type == param_curve) current_node_->param_curves[current_param_name_] = *c;
   }
 
+  // True if `node` is `from` or is fed by it through any chain of connections. Pushing the caching
+  // flags downstream never ends on a cycle, so a damaged file must not make one.
+  static bool downstream_of(const shadetree_node_t* from, const shadetree_node_t* node) {
+    std::vector<const shadetree_node_t*> todo{from};
+    std::unordered_set<const shadetree_node_t*> seen;
+    while (!todo.empty()) {
+      const shadetree_node_t* n = todo.back();
+      todo.pop_back();
+      if (n == node) return true;
+      if (!seen.insert(n).second) continue;
+      for (const auto& list : n->output_connections)
+        for (const shadetree_node_t* consumer : list)
+          if (consumer) todo.push_back(consumer);
+    }
+    return false;
+  }
+
   void start_input_conn(const attributes_t& attrs) {
     wstring node_idx, input_name, conn_idx;
     if (!attrs.get("node-idx", node_idx) || !attrs.get("input-name", input_name) ||
@@ -439,6 +458,7 @@ class project_content_handler_t {
     if (feeder_at >= nodes.size() || !nodes[feeder_at]) return;  // a connection to nowhere is dropped
     shadetree_node_t* consumer = nodes[consumer_at];
     shadetree_node_t* feeder = nodes[feeder_at];
+    if (downstream_of(consumer, feeder)) return;  // a connection that would close a cycle is dropped
     node_set_output_for_input_keyed(consumer, input_name.c_str(), feeder);
     node_add_input_for_output(feeder, 0, consumer);
   }

@@ -1,17 +1,15 @@
-// Rendering a generator node into a small target and comparing it bit for bit with a reference.
+// Rendering generators into small targets and comparing images bit for bit.
 #pragma once
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <cstdio>
 #include <initializer_list>
 #include <memory>
-#include <string>
 #include <utility>
 
-#include "core/imgbuf.h"
 #include "core/pool.h"
 #include "core/renderctx.h"
 #include "document/node.h"
@@ -21,91 +19,66 @@ namespace gentest {
 
 using namespace quorin_engine;
 using px4 = std::array<float, 4>;
+using params_list = std::initializer_list<std::pair<const char16_t*, const char16_t*>>;
+using routine_fn = void (*)(shadetree_node_t&, const renderctx&);
 
-struct image_deleter {
-  void operator()(imgbuf4f* b) const { imgbuf4f_delete(b); }
-};
-using image_ptr = std::unique_ptr<imgbuf4f, image_deleter>;
+using image_ptr = std::unique_ptr<imgbuf4f, void (*)(imgbuf4f*)>;
 
-// A target whose pixels hold a pattern no generator writes, so that a missed pixel shows.
-inline image_ptr make_target(uint32_t w, uint32_t h) {
-  image_ptr img(imgbuf4f_create(w, h));
-  for (std::size_t i = 0; i < std::size_t(w) * h * 4; ++i) img->pixels[i] = -12345.0f;
+// A target holding a value no generator writes, so that a missed pixel shows.
+inline image_ptr make_target(uint32_t w = 37, uint32_t h = 23) {
+  image_ptr img(imgbuf4f_create(w, h), imgbuf4f_delete);
+  std::fill_n(img->pixels, std::size_t(w) * h * 4, -12345.0f);
   return img;
 }
 
-using params_list = std::initializer_list<std::pair<const char16_t*, const char16_t*>>;
-
-struct render_options {
-  bool for_preview = false;
-  bool preview_supersampling = false;
-};
-
-// Sets parameter texts; a null value removes the stored text.
-inline void set_params(shadetree_node_t& node, params_list params) {
-  for (auto& [name, value] : params) {
-    if (value)
-      node.params[name] = value;
-    else
-      node.params.erase(name);
-  }
+template <class Params>
+image_ptr filled(void (*fill)(const Params&, imgbuf4f&), const Params& p, uint32_t w = 37, uint32_t h = 23) {
+  image_ptr img = make_target(w, h);
+  fill(p, *img);
+  return img;
 }
 
-// The engine's catalogue, loaded once for this executable (enum texts and defaults come from it).
-inline void engine_up() {
+// A node with the catalogue's defaults and the given texts; a null text removes the stored one.
+inline std::unique_ptr<shadetree_node_t> make_node(uint32_t type_id, params_list params) {
   if (nodetype_specs().empty()) init();
+  auto node = std::make_unique<shadetree_node_t>(type_id);
+  for (auto& [name, value] : params) value ? void(node->params[name] = value) : void(node->params.erase(name));
+  return node;
 }
 
-// Creates a node of the type (with the catalogue's defaults), sets the given parameter texts and
-// calls the routine directly.
-inline image_ptr render_node(uint32_t type_id, params_list params, uint32_t w, uint32_t h,
-                             void (*routine)(shadetree_node_t&, const renderctx&),
-                             render_options opt = {}) {
-  engine_up();
-  shadetree_node_t node(type_id);
-  set_params(node, params);
+inline image_ptr render_node(uint32_t type_id, params_list params, routine_fn routine, uint32_t w = 37,
+                             uint32_t h = 23, bool preview = false, bool preview_supersampling = false) {
+  auto node = make_node(type_id, params);
   renderbuffer_pool_t pool(w, h, 0);
   image_ptr target = make_target(w, h);
-  renderctx ctx{};
-  ctx.target_buf = target.get();
-  ctx.pool = &pool;
-  ctx.for_preview = opt.for_preview;
-  ctx.preview_supersampling = opt.preview_supersampling;
-  routine(node, ctx);
+  renderctx ctx{target.get(), false, &pool, false, preview, preview_supersampling, false, nullptr};
+  routine(*node, ctx);
   return target;
 }
 
-inline px4 pixel(const imgbuf4f& img, uint32_t x, uint32_t y) {
-  const float* p = pixel_at(img, x, y);
-  return {p[0], p[1], p[2], p[3]};
-}
-
+inline px4 rgba(const float* c) { return {c[0], c[1], c[2], c[3]}; }
+inline px4 pixel(const imgbuf4f& img, uint32_t x, uint32_t y) { return rgba(pixel_at(img, x, y)); }
 inline px4 grey(float v) { return {v, v, v, 1.0f}; }
 
 // Every float of every pixel equals the reference's, bit for bit.
 template <class Ref>
 ::testing::AssertionResult same_image(const imgbuf4f& img, Ref ref) {
-  uint32_t mismatches = 0;
-  std::string first;
+  using bits = std::array<uint32_t, 4>;
+  uint32_t bad = 0;
+  ::testing::Message first;
   for (uint32_t y = 0; y < img.height; ++y)
     for (uint32_t x = 0; x < img.width; ++x) {
-      px4 want = ref(x, y);
-      px4 got = pixel(img, x, y);
-      for (int i = 0; i < 4; ++i)
-        if (std::bit_cast<uint32_t>(want[i]) != std::bit_cast<uint32_t>(got[i])) {
-          if (mismatches++ == 0) {
-            char buf[200];
-            std::snprintf(buf, sizeof buf, "first at (%u,%u) channel %d: got %.9g want %.9g", x, y, i,
-                          double(got[i]), double(want[i]));
-            first = buf;
-          }
-          break;
-        }
+      px4 want = ref(x, y), got = pixel(img, x, y);
+      if (std::bit_cast<bits>(want) != std::bit_cast<bits>(got) && bad++ == 0)
+        first << "first at (" << x << "," << y << "): got " << ::testing::PrintToString(got) << " want "
+              << ::testing::PrintToString(want);
     }
-  if (mismatches == 0) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << mismatches << " pixels differ; " << first;
+  if (bad == 0) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << bad << " pixels differ; " << first;
 }
-
+inline ::testing::AssertionResult same_image(const imgbuf4f& img, const imgbuf4f& other) {
+  return same_image(img, [&](uint32_t x, uint32_t y) { return pixel(other, x, y); });
+}
 inline ::testing::AssertionResult uniform_image(const imgbuf4f& img, px4 value) {
   return same_image(img, [&](uint32_t, uint32_t) { return value; });
 }

@@ -1,7 +1,10 @@
-// Small helpers shared by the generator families: clamping of fetched values and pixel writes.
+// Small helpers shared by the generator families: fetching and clamping of values, pixel writes.
 #pragma once
 #include <cstdint>
+#include <cstring>
 #include "core/imgbuf.h"
+#include "document/node.h"
+#include "eval/fetch.h"
 
 namespace quorin_engine::gen {
 
@@ -16,6 +19,13 @@ inline uint32_t clamp_uint(uint32_t v, uint32_t lo, uint32_t hi) {
   return v;
 }
 inline uint32_t limit_enum(uint32_t v, uint32_t last) { return v > last ? last : v; }
+
+// A colour parameter with no stored value keeps the constant already in `out`.
+inline void fetch_color_or(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name,
+                           float out[4]) {
+  float c[4];
+  if (fetch_color_input(node, ctx, name, node.connected(name), c)) std::memcpy(out, c, sizeof c);
+}
 
 // Limits a value to 0..1; a value that is not a number passes through.
 inline float clamp01(float v) {

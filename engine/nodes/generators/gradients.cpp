@@ -18,11 +18,6 @@ using namespace gen;
 
 namespace {
 
-void fetch_color_or(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, float out[4]) {
-  float c[4];
-  if (fetch_color_input(node, ctx, name, node.connected(name), c)) std::memcpy(out, c, sizeof c);
-}
-
 float fetch_position(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, float def) {
   return clamp_float(fetch_float_input(node, ctx, name, node.connected(name), def), 0.0f, 1.0f);
 }

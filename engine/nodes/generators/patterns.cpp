@@ -1,7 +1,5 @@
 #include "nodes/generators/patterns.h"
 
-#include <cstring>
-
 #include "document/node.h"
 #include "eval/fetch.h"
 #include "nodes/generators/generator_common.h"
@@ -14,12 +12,6 @@ using namespace gen;
 // ---- parameters ----------------------------------------------------------------------------------
 
 namespace {
-
-// A colour parameter with no stored value keeps the constant already in `out`.
-void fetch_color_or(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, float out[4]) {
-  float c[4];
-  if (fetch_color_input(node, ctx, name, node.connected(name), c)) std::memcpy(out, c, sizeof c);
-}
 
 uint32_t fetch_uint(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, uint32_t def) {
   return fetch_uint_input(node, ctx, name, node.connected(name), def);
