@@ -1,14 +1,13 @@
-// Feeds the decoders damaged copies of the fixtures: cut short, bits flipped, header fields
-// overwritten, PNG chunks with their checksums repaired so that libpng reads on. Every decode must
-// come back (image or null) without reading outside the buffer, which AddressSanitizer makes
-// visible. QUORIN_FUZZ_ITERATIONS sets the count per seed file.
+// Feeds the decoders damaged copies of the fixtures. Every decode must come back (image or null)
+// without reading outside the buffer, which AddressSanitizer makes visible.
+// QUORIN_FUZZ_ITERATIONS sets the count per seed file.
 #include <zlib.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <random>
 
+#include "../common/mutate.h"
 #include "codec_test_util.h"
 #include "codecs/stages.h"
 
@@ -20,29 +19,25 @@ extern "C" const char* __asan_default_options() { return "allocator_may_return_n
 
 namespace {
 
-uint32_t below(std::mt19937_64& rng, uint64_t n) { return n ? uint32_t(rng() % n) : 0; }
-
-bytes mutate(bytes b, std::mt19937_64& rng) {
-  const uint32_t mode = below(rng, 5);
-  const bool png = b.size() >= 8 && std::memcmp(b.data() + 1, "PNG", 3) == 0;
-  if (mode == 0) b.resize(below(rng, b.size()));
-  for (uint32_t i = 1 + below(rng, 4); mode && i > 0 && !b.empty(); --i)
-    b[below(rng, b.size())] ^= uint8_t(1u << below(rng, 8));
-  if (mode == 2 && b.size() >= 4) {
-    // A header field set to a value decoders must not trust, mostly within the first 128 bytes.
+// The shared damage; then, now and then, a header field set to a value decoders must not trust
+// (mostly within the first 128 bytes), and the CRC of every PNG chunk that lies wholly inside the
+// data made right again, so that libpng reads on.
+bytes damage(const bytes& seed, quorin_test::splitmix64& rng) {
+  bytes b = quorin_test::mutate(seed, rng);
+  const bool png = seed.size() >= 8 && std::memcmp(seed.data() + 1, "PNG", 3) == 0;
+  if (rng.below(2) && b.size() >= 4) {
     static const uint32_t values[] = {0, 1, 3, 4, 0x7fff, 0xffff, 0x10000, 0x7fffffff, 0x80000000, 0xffffffff};
-    const size_t at = below(rng, std::min<size_t>(b.size(), 132) - 3);
-    const uint32_t v = values[below(rng, std::size(values))];
+    const size_t at = rng.below(std::min<size_t>(b.size(), 132) - 3);
+    const uint32_t v = values[rng.below(std::size(values))];
     for (int i = 0; i < 4; ++i) b[at + i] = uint8_t(v >> (png ? 24 - 8 * i : 8 * i));
   }
-  // The CRC of every PNG chunk that lies wholly inside the data made right again.
-  for (size_t pos = 8, len; png && (mode == 2 || mode == 3) && pos + 12 <= b.size(); pos += 12 + len) {
+  const bool repair = png && rng.below(4) != 0;
+  for (size_t pos = 8, len; repair && pos + 12 <= b.size(); pos += 12 + len) {
     len = size_t(b[pos]) << 24 | b[pos + 1] << 16 | b[pos + 2] << 8 | b[pos + 3];
     if (len > b.size() - pos - 12) break;
     const uint32_t crc = uint32_t(crc32(0, b.data() + pos + 4, uint32_t(len + 4)));
     for (int i = 0; i < 4; ++i) b[pos + 8 + len + i] = uint8_t(crc >> (24 - 8 * i));
   }
-  if (mode == 4) b.resize(below(rng, b.size() + 1));
   return b;
 }
 
@@ -63,11 +58,11 @@ TEST(DecoderFuzz, DamagedFilesNeverCrash) {
 
   const char* env = std::getenv("QUORIN_FUZZ_ITERATIONS");
   const uint32_t iterations = env ? uint32_t(std::strtoul(env, nullptr, 10)) : 120;
-  std::mt19937_64 rng(0x5eed);
+  quorin_test::splitmix64 rng{0x5eed};
   uint64_t decoded = 0, total = 0;
   for (const bytes& seed : seeds)
     for (uint32_t i = 0; i < iterations; ++i, ++total) {
-      const bytes b = mutate(seed, rng);
+      const bytes b = damage(seed, rng);
       // An exact-size copy, so that a read past the end leaves the allocation.
       const std::unique_ptr<uint8_t[]> exact(new uint8_t[b.size() + b.empty()]);
       std::memcpy(exact.get(), b.data(), b.size());
