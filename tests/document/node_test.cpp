@@ -1,6 +1,8 @@
 // The node object: creation, copies, the display rectangle, connections and the caching flags.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "../common/scoped_specs.h"
 #include "document/node.h"
 #include "quorin/node.h"
@@ -41,7 +43,17 @@ TEST_F(Node, CreationAndSetType) {
   EXPECT_EQ(rect(n), (std::vector<int>{10, 10, 175, 120}));
   EXPECT_TRUE(flags(n) == 1 && n->params[u"keep"] == u"1");
   EXPECT_EQ(node_create_by_type_name(u"constant"), nullptr);  // names match exactly
-  EXPECT_EQ(make(32)->binary_size(), 256u);                    // Text carries its font block
+  // Text carries its font block: height -11 pixels, weight 400, a face name, 80 tenths of a point.
+  const std::vector<uint8_t>& font = make(32)->binary_data;
+  ASSERT_EQ(font.size(), 256u);
+  int32_t height, weight, tenths;
+  char16_t face, last;
+  std::memcpy(&height, &font[0], 4);
+  std::memcpy(&weight, &font[16], 4);
+  std::memcpy(&face, &font[28], 2);
+  std::memcpy(&last, &font[90], 2);
+  std::memcpy(&tenths, &font[92], 4);
+  EXPECT_TRUE(height == -11 && weight == 400 && face != 0 && last == 0 && tenths == 80);
   node_delete(nullptr);
 }
 
