@@ -204,7 +204,7 @@ void fill_squares(const squares_params& p, imgbuf4f& out) {
     uint32_t w = x0 + p.size < width - 1u ? p.size : width - x0;
     uint32_t h = y0 + p.size < height - 1u ? p.size : height - y0;
     // The ends are 32-bit: a square that starts beyond the image ends at its edge, and one whose
-    // end wraps below its start (a huge size), covers an empty range. Neither draws anything.
+    // end wraps below its start (a huge size) covers an empty range. Neither draws anything.
     uint32_t x1 = x0 + w, y1 = y0 + h;
     if (x1 <= x0 || y1 <= y0) continue;
     for (uint32_t y = y0; y < y1; ++y) {
