@@ -107,14 +107,14 @@ auto ref_squares(uint32_t W, uint32_t H, uint32_t size, uint32_t count, px4 bg, 
   std::vector<px4> img(std::size_t(W) * H, bg);
   int L = -1;
   for (uint32_t m = std::min(W, H); m; m >>= 1) ++L;
-  uint64_t mask = (uint64_t(1) << ((L + 1) % 32)) - 1;
-  uint32_t s = 42330;
+  uint32_t mask = (1u << ((L + 1) % 32)) - 1, s = 42330;
   for (uint32_t i = 0; i < count; ++i) {
     s = ((s ^ (s >> 10) ^ (s >> 30) ^ (s >> 31)) << 31) | (s >> 1);
-    uint64_t y0 = (s >> ((32 - L) % 32)) & mask, x0 = (s >> (((16 - L) * 2) % 32)) & mask;
-    uint64_t x1 = x0 + size < W - 1 ? x0 + size : W, y1 = y0 + size < H - 1 ? y0 + size : H;
-    for (uint64_t y = y0; y < y1; ++y)
-      for (uint64_t x = x0; x < x1; ++x) img[y * W + x] = fg;
+    uint32_t y0 = (s >> ((32 - L) % 32)) & mask, x0 = (s >> (((16 - L) * 2) % 32)) & mask;
+    // All unsigned 32-bit: ends that wrap leave an empty range.
+    uint32_t x1 = x0 + size < W - 1 ? x0 + size : W, y1 = y0 + size < H - 1 ? y0 + size : H;
+    for (uint32_t y = y0; y < y1; ++y)
+      for (uint32_t x = x0; x < x1; ++x) img[std::size_t(y) * W + x] = fg;
   }
   return [img, W](uint32_t x, uint32_t y) { return img[y * W + x]; };
 }
@@ -128,6 +128,10 @@ TEST(PatternGenerators, SquaresAndDots) {
   for (auto [w, h] : {std::pair{37u, 23u}, {64u, 64u}, {1u, 9u}})
     EXPECT_TRUE(same_image(*filled(fill_squares, p, w, h),
                            ref_squares(w, h, 7, 500, rgba(p.bgcolor), rgba(p.fgcolor)))) << w << "x" << h;
+  // Sizes near 2^32 (from a connected value): a start past 2^32 - size wraps its end and draws nothing.
+  p.size = 0xFFFFFFF0u, p.count = 40;
+  EXPECT_TRUE(same_image(*filled(fill_squares, p, 64, 64),
+                         ref_squares(64, 64, p.size, 40, rgba(p.bgcolor), rgba(p.fgcolor))));
   // From texts; count 0 gives the plain background.
   image_ptr plain = render_node(13, {{u"count", u"0"}, {u"bgcolor", u"(0.25,0.5,0.75)"}}, render_Squares);
   EXPECT_TRUE(uniform_image(*plain, px4{0.25f, 0.5f, 0.75f, 1.0f}));

@@ -203,12 +203,10 @@ void fill_squares(const squares_params& p, imgbuf4f& out) {
     uint32_t x0 = (s >> xshift) & mask;
     uint32_t w = x0 + p.size < width - 1u ? p.size : width - x0;
     uint32_t h = y0 + p.size < height - 1u ? p.size : height - y0;
-    // A square that starts beyond the image ends at its edge and draws nothing; the ends are kept
-    // within the image also where the unsigned sums wrap.
+    // The ends are 32-bit: a square that starts beyond the image ends at its edge, and one whose
+    // end wraps below its start (a huge size) covers an empty range. Neither draws anything.
     uint32_t x1 = x0 + w, y1 = y0 + h;
-    if (x0 >= width || y0 >= height) continue;
-    if (x1 > width || x1 < x0) x1 = width;
-    if (y1 > height || y1 < y0) y1 = height;
+    if (x1 <= x0 || y1 <= y0) continue;
     for (uint32_t y = y0; y < y1; ++y) {
       float* px = row_ptr(out, y) + 4 * static_cast<std::size_t>(x0);
       for (uint32_t x = x0; x < x1; ++x, px += 4) put_color(px, p.fgcolor);
