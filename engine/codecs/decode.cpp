@@ -11,6 +11,9 @@
 namespace quorin_engine {
 
 imgbuf4f* try_create_image(uint32_t width, uint32_t height) {
+  // From 2^28 pixels across the 32-bit row stride wraps and the buffer would be too small for
+  // the rows a decoder writes into it.
+  if (height != 0 && width > (0xffffffffu - 15u) / 16u) return nullptr;
   try {
     return imgbuf4f_create(width, height);
   } catch (const std::bad_alloc&) {

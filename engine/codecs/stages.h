@@ -8,7 +8,8 @@ namespace quorin_engine {
 
 struct imgbuf4f;
 
-// New buffer of the given size, or null when the memory for it cannot be had.
+// New buffer of the given size, or null when the memory for it cannot be had or its rows would
+// not fit their 32-bit stride.
 imgbuf4f* try_create_image(uint32_t width, uint32_t height);
 
 // PNG. `signature_matched` tells whether the first 8 bytes were a PNG signature; if they were, a

@@ -1,4 +1,5 @@
 #include "codec_test_util.h"
+#include "codecs/stages.h"
 
 using namespace codec_test;
 
@@ -47,4 +48,7 @@ TEST(DecodeChain, FailuresAndTheStagesTriedAfterThem) {
   const image_ptr img = decode(fixture("jpeg_cmyk.jpg"));
   EXPECT_TRUE(img && img->width == 8 && img->height == 8);
   EXPECT_TRUE(m.lines.empty());
+  // A width whose 32-bit row stride wraps gets no buffer, so that no stage writes past its end.
+  const image_ptr wide(quorin_engine::try_create_image(1u << 28, 1));
+  EXPECT_FALSE(wide);
 }
