@@ -537,7 +537,9 @@ void load_nodetype_specs(const unsigned char* bytes, std::size_t size) {
   nodetypespecs_content_handler_t handler;
   xmlParserCtxtPtr ctxt = xmlCreatePushParserCtxt(&sax, &handler, nullptr, 0, nullptr);
   if (!ctxt) return;
-  xmlCtxtUseOptions(ctxt, XML_PARSE_NONET);
+  // References are resolved, so that "&amp;" in an attribute value arrives as "&" (left alone,
+  // libxml2 hands it over as "&#38;"); nothing is fetched from a network.
+  xmlCtxtUseOptions(ctxt, XML_PARSE_NOENT | XML_PARSE_NONET);
 
   // The whole document in chunks that fit the parser's int sizes; a fatal error stops the parser
   // and the result is not looked at.

@@ -72,7 +72,7 @@ const std::string sample = document(R"xml(
       <param name="passes" type="uint"><value-bounds-uint min-val="-1" max-val="100"/></param>
       <param name="type" type="enum" default="Box"><enum-values><enum-value name="Box" value="0"/>
         <enum-value name="Gaussian" value="1"><description>Bell</description></enum-value>
-        <enum-value name="Bartlett" value="2"/></enum-values></param>
+        <enum-value name="Bartlett &amp; more" value="2"/></enum-values></param>
       <param name="mode" type="mode-word"/>
     </param-group>
     <param-group name="More"><param name="size" type="uint" curveable="true"/>
@@ -134,6 +134,7 @@ TEST_F(CatalogueTest, LoaderBuildsRecordsWithItsAttributeRules) {
   ASSERT_EQ(params[2].enum_values.size(), 3u);
   EXPECT_EQ(params[2].enum_values[1].name, u"Gaussian");
   EXPECT_EQ(params[2].enum_values[1].description, u"Bell");
+  EXPECT_EQ(params[2].enum_values[2].name, u"Bartlett & more");  // references in attributes resolved
   for (const enum_value_spec_t& v : params[2].enum_values) EXPECT_EQ(v.value, 0u);
 }
 
