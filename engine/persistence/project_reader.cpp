@@ -344,6 +344,7 @@ class project_content_handler_t {
     state_ = 10;
     delete current_node_;
     current_node_ = nullptr;
+    blob_write_pos_ = 0;  // each node's binary value is written from its start
     wstring idx, type;
     if (!attrs.get("idx", idx) || to_number(idx) < 0 || !attrs.get("type", type)) return drop_node();
     current_node_ = node_create_by_type_name(type.c_str());
