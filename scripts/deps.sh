@@ -2,7 +2,7 @@
 # Installs the build and test dependencies from Debian's packages (as root), skipping what is there.
 set -euo pipefail
 packages=(build-essential cmake pkg-config
-          libpng-dev libjpeg62-turbo-dev libjxr-dev libjxr-tools libboost-dev libxml2-dev
+          libpng-dev libjpeg62-turbo-dev libjxr-dev libboost-dev libxml2-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core
           libgtest-dev libbenchmark-dev)
 missing=()
