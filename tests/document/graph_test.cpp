@@ -40,34 +40,27 @@ TEST_F(Graph, SelectionRules) {
   graph_set_primary_selection(g, n[0]);
   for (node* x : {n[1], n[2], n[0]}) graph_toggle_secondary_selection(g, x);  // n[0] is primary: nothing
   graph_set_primary_selection(g, n[0]);  // the same node keeps the secondaries
-  EXPECT_FALSE(n[0]->secondary_selected);
-  EXPECT_EQ(g->secondary_selections, (nodes{n[1], n[2]}));
+  EXPECT_TRUE(g->secondary_selections == (nodes{n[1], n[2]}) && !n[0]->secondary_selected);
   graph_toggle_secondary_selection(g, n[1]);  // toggled off
-  EXPECT_FALSE(n[1]->secondary_selected);
-  EXPECT_EQ(g->secondary_selections, (nodes{n[2]}));
+  EXPECT_TRUE(g->secondary_selections == (nodes{n[2]}) && !n[1]->secondary_selected);
 
   graph_set_primary_selection(g, n[1]);  // a new primary ends the secondaries
   EXPECT_TRUE(n[1]->primary_selected && !n[0]->primary_selected && !n[2]->secondary_selected);
-  EXPECT_EQ(graph_first_secondary_selection(g), nullptr);
   graph_toggle_secondary_selection(g, n[2]);
   graph_set_primary_selection(g, nullptr);  // null clears the whole selection
-  EXPECT_FALSE(n[1]->primary_selected || n[2]->secondary_selected);
-  EXPECT_TRUE(g->secondary_selections.empty());
+  EXPECT_TRUE(!n[1]->primary_selected && !n[2]->secondary_selected && g->secondary_selections.empty());
 
   // Secondaries without a primary: nothing is deleted. Selection changes leave the graph clean.
   graph_toggle_secondary_selection(g, n[0]);
   graph_delete_selected_nodes(g);
-  EXPECT_EQ(graph_node_count(g), 4u);
-  EXPECT_EQ(graph_dirty(g), 0u);
+  EXPECT_TRUE(graph_node_count(g) == 4u && graph_dirty(g) == 0u);
 
   // The first secondary becomes primary and keeps its secondary byte.
   graph_set_primary_selection(g, n[0]);
   for (node* x : {n[1], n[2]}) graph_toggle_secondary_selection(g, x);
   graph_delete_primary_selection(g);
-  EXPECT_EQ(graph_primary_selection(g), n[1]);
-  EXPECT_TRUE(n[1]->primary_selected && n[1]->secondary_selected);
-  EXPECT_EQ(g->secondary_selections, (nodes{n[2]}));
-  EXPECT_EQ(graph_dirty(g), 1u);
+  EXPECT_TRUE(graph_primary_selection(g) == n[1] && n[1]->primary_selected && n[1]->secondary_selected);
+  EXPECT_TRUE(g->secondary_selections == (nodes{n[2]}) && graph_dirty(g) == 1u);
   graph_delete_selected_nodes(g);
   EXPECT_EQ(g->nodes, (nodes{n[3]}));
   EXPECT_TRUE(graph_primary_selection(g) == nullptr && g->secondary_selections.empty());
@@ -83,11 +76,8 @@ TEST_F(Graph, DeletingANodeCleansConnectionsOfTheFirstSixteenConsumers) {
   graph_reset_dirty(g);
   graph_delete_node(g, n[1]);
   EXPECT_EQ(g->nodes, (nodes{n[0], n[2], n[3]}));
-  EXPECT_EQ(n[0]->output_connections[0], (nodes{n[3]}));
-  EXPECT_TRUE(n[2]->input_connections.empty());
-  EXPECT_TRUE(n[0]->dirty_flag && n[2]->dirty_flag);
-  EXPECT_FALSE(n[3]->dirty_flag);
-  EXPECT_EQ(graph_dirty(g), 1u);
+  EXPECT_TRUE(n[0]->output_connections[0] == (nodes{n[3]}) && n[2]->input_connections.empty());
+  EXPECT_TRUE(n[0]->dirty_flag && n[2]->dirty_flag && !n[3]->dirty_flag && graph_dirty(g) == 1u);
 
   nodes consumers = make(pass, 20);
   for (node* c : consumers) wire(n[2], c, u"RGB");
@@ -109,16 +99,13 @@ TEST_F(Graph, DeepCopyRemapsConnectionsAndReadsClean) {
   graph_toggle_secondary_selection(g, n[2]);
 
   graph* copy = graph_deep_copy(g);
-  EXPECT_TRUE(copy->name.empty());
-  EXPECT_EQ(graph_dirty(copy), 0u);
+  EXPECT_TRUE(copy->name.empty() && graph_dirty(copy) == 0u);
   ASSERT_EQ(graph_node_count(copy), 3u);
   const nodes& c = copy->nodes;
   EXPECT_EQ(c[1]->input_connections.at(u"RGB-1"), c[0]);
-  EXPECT_EQ(c[2]->input_connections.at(u"RGB-1"), c[1]);
-  EXPECT_EQ(c[2]->input_connections.at(u"RGB-2"), c[0]);
+  EXPECT_EQ(c[2]->input_connections, (std::map<std::u16string, node*>{{u"RGB-1", c[1]}, {u"RGB-2", c[0]}}));
   EXPECT_EQ(c[0]->output_connections[0], (nodes{c[1], c[2]}));
-  EXPECT_EQ(graph_primary_selection(copy), c[1]);
-  EXPECT_EQ(graph_first_secondary_selection(copy), c[2]);
+  EXPECT_TRUE(graph_primary_selection(copy) == c[1] && graph_first_secondary_selection(copy) == c[2]);
   EXPECT_EQ(n[2]->input_connections.at(u"RGB-1"), n[1]);  // the source keeps its own
   graph_delete(copy);
 
@@ -132,15 +119,12 @@ TEST_F(Graph, DeepCopyRemapsConnectionsAndReadsClean) {
 }
 
 TEST_F(Graph, DuplicateDirtyAndQueries) {
-  nodes n = make(mux, 2);
-  nodes p = make(pass, 2);
+  nodes n = make(mux, 2), p = make(pass, 2);
   graph_set_primary_selection(g, n[1]);
   graph_reset_dirty(g);
   node* d = graph_duplicate_node(g, n[1]);
-  EXPECT_EQ(graph_node_at(g, 4), d);
-  EXPECT_EQ(graph_node_at(g, 5), nullptr);
+  EXPECT_TRUE(graph_node_at(g, 4) == d && graph_node_at(g, 5) == nullptr && graph_dirty(g) == 1u);
   EXPECT_FALSE(d->primary_selected || d->secondary_selected);
-  EXPECT_EQ(graph_dirty(g), 1u);
   graph_reset_dirty(g);
   n[0]->dirty_flag = true;  // a node's own change makes the graph dirty
   EXPECT_EQ(graph_dirty(g), 1u);

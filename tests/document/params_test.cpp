@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 
 #include "../common/scoped_specs.h"
@@ -49,20 +50,16 @@ TEST_F(Params, ReadsAndWritesOfTextForms) {
   node_endisable_param_timecurve(&node, u"amount", 1);
   float f = -1.0f, r = -1, g, b, a;
   uint32_t u = 77;
-  EXPECT_EQ(node_param_value_as_float(&node, &ctx, &f, 0, p_amount), 1u);
-  EXPECT_EQ(f, 0.0f);
-  EXPECT_EQ(node_param_value_as_uint(&node, &ctx, &u, 0, p_count), 0u);
+  EXPECT_TRUE(node_param_value_as_float(&node, &ctx, &f, 0, p_amount) == 1u && f == 0.0f);
+  EXPECT_TRUE(node_param_value_as_uint(&node, &ctx, &u, 0, p_count) == 0u && u == 77u);
   EXPECT_EQ(node_param_value_as_color(&node, &ctx, &r, &g, &b, &a, 0, p_tint), 0u);
-  EXPECT_EQ(u, 77u);
 
   node.caching_dirty = node.thumbnail_caching_dirty = false;
   node_set_param_value_uint(&node, 0, p_count, 42);
-  EXPECT_TRUE(node.caching_dirty && node.thumbnail_caching_dirty);
-  EXPECT_FALSE(node.dirty_flag);  // parameter writes leave the document flag alone
+  EXPECT_TRUE(node.caching_dirty && node.thumbnail_caching_dirty && !node.dirty_flag);  // not the document flag
   node_set_param_value_float(&node, 1, 0, -2.25f);
-  EXPECT_EQ(text(0, p_count), u"42");
-  EXPECT_EQ(text(1, 0), u"-2.250000");
-  EXPECT_EQ(text(0, 99), u"untouched");
+  EXPECT_EQ((std::vector<std::u16string>{text(0, p_count), text(1, 0), text(0, 99)}),
+            (std::vector<std::u16string>{u"42", u"-2.250000", u"untouched"}));
   for (float alpha : {1.0000001f, 0.9999999f, 0.5f}) {
     node_set_param_value_color(&node, 0, p_tint, 0.1f, 0.2f, 0.3f, alpha);
     EXPECT_EQ(text(0, p_tint), alpha == 0.5f ? u"(0.100000,0.200000,0.300000,0.500000)"
@@ -74,32 +71,25 @@ TEST_F(Params, ReadsAndWritesOfTextForms) {
   node_set_param_value_float(&node, 0, p_count, 3.5f);
   node_set_param_value_uint(&node, 1, 0, 9);
   node_set_param_value_uint(&node, 0, p_label, 5);
-  EXPECT_EQ(text(0, p_count), u"42");
-  EXPECT_EQ(text(1, 0), u"-2.250000");
-  EXPECT_EQ(node_param_count(&node), 3u);
-  EXPECT_FALSE(node.caching_dirty);
+  EXPECT_TRUE(text(0, p_count) == u"42" && text(1, 0) == u"-2.250000");
+  EXPECT_TRUE(node_param_count(&node) == 3u && !node.caching_dirty);
 
   // A negative integer text counts as no value.
   node_set_param_value(&node, u"count", u"-3");
-  EXPECT_EQ(node_param_value_as_uint(&node, &ctx, &u, 0, p_count), 0u);
-  EXPECT_EQ(u, 77u);
+  EXPECT_TRUE(node_param_value_as_uint(&node, &ctx, &u, 0, p_count) == 0u && u == 77u);
 }
 
 TEST_F(Params, ColoursEnumsAndFonts) {
   float r = -1, g = -1, b = -1, a = -1;
   node_set_param_value(&node, u"tint", u"bytes(255,0,128)");
   EXPECT_EQ(node_param_value_as_color(&node, &ctx, &r, &g, &b, &a, 0, p_tint), 1u);
-  EXPECT_EQ(r, 1.0f);
-  EXPECT_EQ(g, 0.0f);
-  EXPECT_NEAR(b, 0.50196f, 1e-5f);
-  EXPECT_EQ(a, 1.0f);
+  EXPECT_TRUE(r == 1.0f && g == 0.0f && std::abs(b - 0.50196f) < 1e-5f && a == 1.0f);
 
   // An enum reads as the position of the stored name, matched exactly; 0 otherwise.
   uint32_t v = 99;
   for (const char16_t* name : {u"third", u"Third"}) {
     node_set_param_value(&node, u"mode", name);
-    EXPECT_EQ(node_param_enum_value(&node, &ctx, &v, 0, p_mode), 1u);
-    EXPECT_EQ(v, name[0] == u't' ? 2u : 0u);
+    EXPECT_TRUE(node_param_enum_value(&node, &ctx, &v, 0, p_mode) == 1u && v == (name[0] == u't' ? 2u : 0u));
   }
 
   // Font: face name at byte 28, size in tenths at byte 92, rounded to whole points.
@@ -116,19 +106,16 @@ TEST_F(Params, TimeCurvesTakePrecedenceOverText) {
   node_set_param_value(&node, u"count", u"5");
   node.caching_dirty = node.thumbnail_caching_dirty = false;
   proj.animedit_normalized_time = 0.25f;
-  // Reading an absent time curve creates an enabled default one: the value follows f(t) = t,
-  // and the text buffer is left alone.
+  // Reading an absent time curve creates an enabled default one: the value follows f(t) = t, text untouched.
   qr_curve* c = curve_create();
   node_param_timecurve_keyed(&node, c, u"amount");
   EXPECT_EQ(node_param_timecurve_enabled(&node, u"amount"), 1u);
   char16_t buf[16] = u"keep";
   float f = -1.0f;
-  EXPECT_EQ(node_param_value_keyed(&node, &ctx, buf, 16, &f, u"amount"), 1u);
-  EXPECT_EQ(f, 0.25f);
+  EXPECT_TRUE(node_param_value_keyed(&node, &ctx, buf, 16, &f, u"amount") == 1u && f == 0.25f);
   EXPECT_EQ(std::u16string(buf), u"keep");
   node_endisable_param_timecurve(&node, u"amount", 0);
-  EXPECT_EQ(node_param_value_keyed(&node, &ctx, buf, 16, &f, u"amount"), 0u);
-  EXPECT_EQ(std::u16string(buf), u"0.75");
+  EXPECT_TRUE(node_param_value_keyed(&node, &ctx, buf, 16, &f, u"amount") == 0u && buf == std::u16string(u"0.75"));
 
   // uint: truncate(v + 0.5) of a flat 2.6.
   const float flat[] = {0.0f, 2.6f, 1.0f, 2.6f};
@@ -136,8 +123,7 @@ TEST_F(Params, TimeCurvesTakePrecedenceOverText) {
   curve_append_item(c, 0, flat, 2);
   node_set_param_timecurve(&node, u"count", c);
   uint32_t u = 0;
-  EXPECT_EQ(node_param_value_as_uint(&node, &ctx, &u, 0, p_count), 1u);
-  EXPECT_EQ(u, 3u);
+  EXPECT_TRUE(node_param_value_as_uint(&node, &ctx, &u, 0, p_count) == 1u && u == 3u);
   EXPECT_FALSE(node.caching_dirty || node.thumbnail_caching_dirty || node.dirty_flag);
   curve_delete(c);
 }
@@ -146,14 +132,13 @@ TEST_F(Params, CurveParametersAreCopiedForCurveTypesOnly) {
   qr_curve* in = curve_create();
   const float down[] = {0.0f, 1.0f, 1.0f, 0.0f};
   curve_append_item(in, 0, down, 2);
-  node.param_curves.clear();
+  node.param_curves.clear();  // the kit node starts with its curve parameter
   node_set_param_curve_keyed(&node, u"amount", in);
   node_set_param_curve_indexed(&node, 0, p_label, in);
   EXPECT_TRUE(node.param_curves.empty());
   node_set_param_curve_keyed(&node, u"shape", in);
   curve_clear(in);  // the node holds a copy
-  EXPECT_EQ(node_param_curve_indexed(&node, in, 0, p_shape), 1u);
-  EXPECT_EQ(curve_calc_value(in, 0.25f), 0.75f);
+  EXPECT_TRUE(node_param_curve_indexed(&node, in, 0, p_shape) == 1u && curve_calc_value(in, 0.25f) == 0.75f);
   curve_delete(in);
 }
 
@@ -166,13 +151,10 @@ TEST_F(ParamsDeathTest, ProgrammingErrorsStop) {
   node_endisable_param_timecurve(&node, u"tint", 1);
   EXPECT_DEATH(node_param_value_as_color(&node, &ctx, &r, &g, &b, &a, 0, p_tint), "");
 
-  curve d = default_curve();
-  EXPECT_DEATH(curve_calc_value(&d, 1.5f), "");
-  curve gap;
+  curve gap;  // a time outside every item
   const float part[] = {0.0f, 0.0f, 0.4f, 1.0f};
   curve_append_item(&gap, 0, part, 2);
   EXPECT_DEATH(curve_calc_value(&gap, 0.6f), "");
-  EXPECT_DEATH(curve_erase_item(&gap, 1), "");
 }
 
 }  // namespace
