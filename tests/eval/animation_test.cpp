@@ -2,6 +2,7 @@
 // CircGradient, built and rendered through the exported interface with the engine's own catalogue.
 #include <gtest/gtest.h>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 #include "quorin/quorin.h"
 
@@ -28,17 +29,14 @@ TEST(Animation, TimeDrivesARadiusThroughValueNodes) {
   qr_project* proj = project_create();
   qr_graph* g = project_add_graph_and_activate(proj);
   qr_node *time = graph_create_node(g, 26), *expr = graph_create_node(g, 1053), *map = graph_create_node(g, 1041);
-  qr_node *gradient = node_create_by_type_name(u"CircGradient"), *reference = node_create_by_type_name(u"CircGradient");
-  graph_add_node(g, gradient);
-  graph_add_node(g, reference);
+  qr_node *gradient = graph_create_node(g, 3), *reference = graph_create_node(g, 3);  // CircGradient
   link(time, expr, u"_1");
   link(expr, map, u"value");
   link(map, gradient, u"radius");
   node_set_param_value(expr, u"expression", u"_1 * 2");
-  node_set_param_value(map, u"scale", u"0.5");
-  node_set_param_value(map, u"offset", u"0.25");
-  node_set_param_value(map, u"high-clamp", u"true");
-  node_set_param_value(map, u"high-value", u"0.8");
+  for (auto [name, value] : {std::pair{u"scale", u"0.5"}, {u"offset", u"0.25"}, {u"high-clamp", u"true"},
+                             {u"high-value", u"0.8"}})
+    node_set_param_value(map, name, value);
   qr_pool4f* pool = pool4f_create(16, 16, 2);
   qr_renderctx* ctx = renderctx_create();
   renderctx_set_pool(ctx, pool);
@@ -49,8 +47,7 @@ TEST(Animation, TimeDrivesARadiusThroughValueNodes) {
   project_anim_set_curframe(proj, 1);  // time 0.25, expression 0.5, mapped 0.5
   EXPECT_EQ(node_scalar_value(map, ctx), 0.5f);
   std::vector<float> first = render(gradient, ctx);
-  node_set_param_value(reference, u"radius", u"0.5");
-  EXPECT_EQ(first, render(reference, ctx));
+  EXPECT_EQ(first, render(reference, ctx));  // the default radius is 0.5
   // Evaluating Time during an animation clears both of its flags.
   EXPECT_FALSE(node_is_caching_dirty(gradient, 0));
   EXPECT_FALSE(node_is_caching_dirty(time, 0) || node_is_caching_dirty(time, 1));

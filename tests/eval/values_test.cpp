@@ -3,15 +3,15 @@
 #include <cmath>
 #include <stdexcept>
 #include <tuple>
-#include "../common/scoped_specs.h"
+#include "catalogue/catalogue.h"
 #include "core/renderctx.h"
 #include "document/node.h"
 #include "document/project.h"
 #include "eval/expr/parser.h"
+#include "quorin/engine.h"
 #include "quorin/node.h"
 
 using namespace quorin_engine;
-using quorin_test::make_spec;
 
 namespace {
 
@@ -29,39 +29,18 @@ std::vector<std::u16string> split(const std::u16string& s, char16_t sep) {
   return out;
 }
 
-// Records with no stored defaults, so that only the evaluators' own defaults apply; the enum
-// parameters list their values in order.
-std::vector<nodetype_spec_t> value_records() {
-  std::vector<nodetype_spec_t> out;
-  for (uint32_t id : {17, 26, 30, 1026, 1027, 1028, 1034, 1041, 1044, 1045, 1046, 1047, 1048, 1049, 1050, 1051, 1053})
-    out.push_back(make_spec(id, u"", false, {}, {}));
-  auto add = [&](uint32_t id, const char16_t* name, const char16_t* values) {
-    param_spec_t p;
-    p.name = name;
-    p.type = param_enum;
-    for (const auto& v : split(values, u'|')) p.enum_values.push_back({v, u"", 0});
-    out.push_back(make_spec(id, u"", false, {}, {}));
-    out.back().param_groups.push_back({u"General", {p}});
-  };
-  add(21, u"which", u"Pi|2*Pi|Pi/2|1/Pi|1/(2*Pi)|Euler|Deg2Rad|Rad2Deg|sqrt(2)|Golden Ratio");
-  add(22, u"which", u"0|1|1/2|1/4|2|3|4|8|10|12");
-  add(1029, u"interpolation", u"linear|spline (cubic)|spline (5th deg.)");
-  add(1030, u"operation", u"Add|Subtract|Multiply|Divide|Remainder|Min|Max|Atan2|Power|Logarithm");
-  add(1032, u"operation",
-      u"Negate|1 Minus|Reciprocal|Square Root|Floor|Ceil|Truncate|Abs|Sign|Round|Fraction|Clamp 0..1|Exp");
-  add(1033, u"condition", u"Equal|Not equal|Less|Less or equal|Greater|Greater or equal");
-  add(1038, u"function", u"Sin|Cos|Tan|Sinh|Cosh|Tanh|ArcSin|ArcCos|ArcTan");
-  add(1052, u"type", u"linear|spline (cubic)|spline (5th deg.)");
-  return out;
-}
-
 class ValueNodes : public ::testing::Test {
  protected:
-  void SetUp() override { ctx.project = &proj; }
+  void SetUp() override {
+    if (nodetype_specs().empty()) init();
+    ctx.project = &proj;
+  }
 
-  // A node of the type with parameters from "name=value;name=value".
+  // A node of the type with only the parameters of "name=value;name=value", so that the
+  // evaluators' own defaults apply.
   static shadetree_node_t node(uint32_t type, const std::u16string& params = u"") {
     shadetree_node_t n(type);
+    n.params.clear();
     for (const auto& p : split(params, u';')) n.params[p.substr(0, p.find(u'='))] = p.substr(p.find(u'=') + 1);
     return n;
   }
@@ -77,7 +56,6 @@ class ValueNodes : public ::testing::Test {
     return {c[0], c[1], c[2]};
   }
 
-  quorin_test::scoped_specs specs{value_records()};
   project proj;
   renderctx ctx{};
 };

@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstdint>
-#include <initializer_list>
+#include <cstring>
 #include <memory>
-#include <utility>
 
 #include "core/pool.h"
 #include "core/renderctx.h"
@@ -30,7 +28,6 @@ inline image_ptr make_target(uint32_t w = 37, uint32_t h = 23) {
   std::fill_n(img->pixels, std::size_t(w) * h * 4, -12345.0f);
   return img;
 }
-
 template <class Params>
 image_ptr filled(void (*fill)(const Params&, imgbuf4f&), const Params& p, uint32_t w = 37, uint32_t h = 23) {
   image_ptr img = make_target(w, h);
@@ -51,8 +48,7 @@ inline image_ptr render_node(uint32_t type_id, params_list params, routine_fn ro
   auto node = make_node(type_id, params);
   renderbuffer_pool_t pool(w, h, 0);
   image_ptr target = make_target(w, h);
-  renderctx ctx{target.get(), false, &pool, false, preview, preview_supersampling, false, nullptr};
-  routine(*node, ctx);
+  routine(*node, renderctx{target.get(), false, &pool, false, preview, preview_supersampling, false, nullptr});
   return target;
 }
 
@@ -63,18 +59,16 @@ inline px4 grey(float v) { return {v, v, v, 1.0f}; }
 // Every float of every pixel equals the reference's, bit for bit.
 template <class Ref>
 ::testing::AssertionResult same_image(const imgbuf4f& img, Ref ref) {
-  using bits = std::array<uint32_t, 4>;
   uint32_t bad = 0;
   ::testing::Message first;
   for (uint32_t y = 0; y < img.height; ++y)
     for (uint32_t x = 0; x < img.width; ++x) {
       px4 want = ref(x, y), got = pixel(img, x, y);
-      if (std::bit_cast<bits>(want) != std::bit_cast<bits>(got) && bad++ == 0)
+      if (std::memcmp(&want, &got, sizeof want) != 0 && bad++ == 0)
         first << "first at (" << x << "," << y << "): got " << ::testing::PrintToString(got) << " want "
               << ::testing::PrintToString(want);
     }
-  if (bad == 0) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << bad << " pixels differ; " << first;
+  return bad ? ::testing::AssertionFailure() << bad << " pixels differ; " << first : ::testing::AssertionSuccess();
 }
 inline ::testing::AssertionResult same_image(const imgbuf4f& img, const imgbuf4f& other) {
   return same_image(img, [&](uint32_t x, uint32_t y) { return pixel(other, x, y); });
