@@ -5,10 +5,7 @@ using namespace codec_test;
 
 // What each failed stage reports, and which stages come after it.
 TEST(DecodeChain, FailuresAndTheStagesTriedAfterThem) {
-  auto cut = [](bytes b, size_t size) {
-    b.resize(size);
-    return b;
-  };
+  auto cut = [](bytes b, size_t size) { return b.resize(size), b; };
   bytes no_soi = fixture("jpeg_rgb.jpg");
   no_soi[1] = 0xD9;
   const std::string dds_small = "DDS image loader: File too small.", tga_small = "TGA image loader: File too small.",
@@ -36,19 +33,14 @@ TEST(DecodeChain, FailuresAndTheStagesTriedAfterThem) {
     EXPECT_FALSE(decode(data)) << lines.back();
     EXPECT_EQ(m.lines, lines);
   }
-  {
-    // Cut inside the image data: libpng's error ends the decode.
-    message_capture m;
-    EXPECT_FALSE(decode(cut(fixture("png_rgb8.png"), 60)));
-    ASSERT_FALSE(m.lines.empty());
-    for (const auto& line : m.lines) EXPECT_EQ(line.rfind("pnglib", 0), 0u) << line;
-  }
+  message_capture m;  // cut inside the image data: libpng's error ends the decode
+  EXPECT_FALSE(decode(cut(fixture("png_rgb8.png"), 60)));
+  ASSERT_FALSE(m.lines.empty());
+  for (const auto& line : m.lines) EXPECT_EQ(line.rfind("pnglib", 0), 0u) << line;
   // CMYK JPEG output isn't converted: an image of the right size, left unfilled, and no message.
-  message_capture m;
+  m.lines.clear();
   const image_ptr img = decode(fixture("jpeg_cmyk.jpg"));
-  EXPECT_TRUE(img && img->width == 8 && img->height == 8);
-  EXPECT_TRUE(m.lines.empty());
+  EXPECT_TRUE(img && img->width == 8 && img->height == 8 && m.lines.empty());
   // A width whose 32-bit row stride wraps gets no buffer, so that no stage writes past its end.
-  const image_ptr wide(quorin_engine::try_create_image(1u << 28, 1));
-  EXPECT_FALSE(wide);
+  EXPECT_FALSE(image_ptr(quorin_engine::try_create_image(1u << 28, 1)));
 }

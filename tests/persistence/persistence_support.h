@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -18,14 +19,11 @@ namespace persistence_test {
 using namespace quorin_engine;
 namespace fs = std::filesystem;
 
-struct scratch_dir {
-  fs::path path = fs::temp_directory_path() / ("quorin_persistence_" + std::to_string(::getpid()));
-  scratch_dir() { fs::create_directories(path); }
-  ~scratch_dir() { std::error_code ignored; fs::remove_all(path, ignored); }
-};
-inline std::string scratch(const std::string& name) {
-  static const scratch_dir dir;
-  return (dir.path / name).string();
+inline std::string scratch(const std::string& name) {  // in a folder removed at exit
+  static const struct dir { fs::path p; ~dir() { std::error_code e; fs::remove_all(p, e); } } d{
+      fs::temp_directory_path() / ("quorin_persistence_" + std::to_string(::getpid()))};
+  fs::create_directories(d.p);
+  return (d.p / name).string();
 }
 inline void write_file(const std::string& path, const std::string& bytes) { std::ofstream(path) << bytes; }
 inline std::string read_file(const std::string& path) {
@@ -52,10 +50,10 @@ inline curve make_curve(std::initializer_list<std::vector<float>> items, bool en
 inline void expect_curve_near(const curve& got, const curve& want) {  // points travel with six decimals
   EXPECT_EQ(got.enabled, want.enabled);
   ASSERT_EQ(got.items.size(), want.items.size());
-  for (std::size_t i = 0; i < want.items.size(); ++i) {
-    EXPECT_EQ(got.items[i].type, want.items[i].type) << "item " << i;
-    for (int k = 0; k < 10; ++k)
-      EXPECT_NEAR(got.items[i].points[k / 2][k % 2], want.items[i].points[k / 2][k % 2], 5e-7) << i << ":" << k;
+  for (std::size_t i = 0; i < want.items.size() * 10; ++i) {
+    const curve_item &g = got.items[i / 10], &w = want.items[i / 10];
+    EXPECT_TRUE(g.type == w.type && std::fabs(g.points[i % 10 / 2][i % 2] - w.points[i % 10 / 2][i % 2]) <= 5e-7)
+        << "item " << i / 10 << " coordinate " << i % 10;
   }
 }
 inline std::size_t index_in(const graph& g, const void* n) {

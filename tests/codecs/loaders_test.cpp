@@ -93,48 +93,84 @@ TEST(DdsLoader, BlockPalettesAndAlpha) {
     for (uint32_t i = 0; i < 16; ++i) EXPECT_EQ(pixel(*img, i % 4, i / 4), p.palette[i % 4]) << p.kind << " " << i;
   }
 
-  // DXT3: 4-bit alpha, 16 bits a row; pixels 0..7 take 0..7 here.
-  image_ptr img = block("DXT3", raw(uint64_t(0x76543210)), 0, 0);
-  ASSERT_TRUE(img);
-  for (uint32_t i = 0; i < 8; ++i) EXPECT_EQ(pixel(*img, i % 4, i / 4)[3], float(i / 15.0)) << i;
-  // DXT5: a0, a1, then 3-bit indexes, 12 bits a row; pixels 0..7 take the indexes 0..7.
+  // DXT3: 4-bit alpha, 16 bits a row; pixels 0..7 take 0..7 here. DXT5: a0, a1, then 3-bit indexes,
+  // 12 bits a row; pixels 0..7 take the indexes 0..7: sevenths if a0 > a1, else fifths, then 0 and 1.
   auto dxt5 = [&](uint8_t a0, uint8_t a1) {
     uint64_t bits = a0 | a1 << 8;
     for (int i = 0; i < 8; ++i) bits |= uint64_t(i) << (16 + 3 * i);
     return block("DXT5", raw(bits), 0xffff, 0xffff);
   };
   const float a0 = f8(51), a1 = f8(204);
+  std::array<float, 8> fifteenths;
+  for (int i = 0; i < 8; ++i) fifteenths[i] = float(i / 15.0);
   const struct { image_ptr img; std::array<float, 8> alpha; } alphas[] = {
-      {dxt5(255, 0), {{1, 0, 6 / 7.0f, 5 / 7.0f, 4 / 7.0f, 3 / 7.0f, 2 / 7.0f, 1 / 7.0f}}},  // a0 > a1: sevenths
-      {dxt5(51, 204),  // a0 <= a1: fifths, then 0 and 1
+      {block("DXT3", raw(uint64_t(0x76543210)), 0, 0), fifteenths},
+      {dxt5(255, 0), {{1, 0, 6 / 7.0f, 5 / 7.0f, 4 / 7.0f, 3 / 7.0f, 2 / 7.0f, 1 / 7.0f}}},
+      {dxt5(51, 204),
        {{a0, a1, (4 * a0 + a1) * 0.2f, (3 * a0 + 2 * a1) * 0.2f, (2 * a0 + 3 * a1) * 0.2f, (a0 + 4 * a1) * 0.2f, 0, 1}}}};
   for (const auto& a : alphas) {
     ASSERT_TRUE(a.img);
     for (uint32_t i = 0; i < 8; ++i) EXPECT_EQ(pixel(*a.img, i % 4, i / 4)[3], a.alpha[i]) << i;
   }
   // Below 4 rows nothing is decoded, but the image is there.
-  img = decode(dds_file(8, 3, 0x4, fourcc("DXT1"), 0, {}, {}));
+  const image_ptr img = decode(dds_file(8, 3, 0x4, fourcc("DXT1"), 0, {}, {}));
   EXPECT_TRUE(img && img->height == 3);
 }
 
-TEST(DdsLoader, HeaderTestsAndMessages) {
-  const bytes good = dds_file(2, 2, 0x20000, 0, 8, {0xff, 0, 0, 0}, {1, 2, 3, 4});
-  ASSERT_TRUE(decode(good));
-  const struct { size_t at; uint32_t value; const char* message; } cases[] = {
-      {0, fourcc("DDS!"), "File is not a DDS file."},
-      {4, 128, "File header incorrect (size of DDS_HEADER)."},
-      {76, 36, "File header incorrect (size of DDS_PIXELFORMAT)."},
-      {84, fourcc("DX10"), "Unsupported image format (DX10)."},
-      {96, 0xff00, "Unsupported image format."},  // a mask not in the table
-      {16, 1u << 30, "Image data too large."},
-      {112, 0x200, "Cubemap files not supported."},
-      {112, 0x200000, "Volume texture files not supported."},
-      {12, 3, "Image data truncated."}};  // 2x3 bytes needed, 4 there
+TEST(TgaLoader, SixteenBitPixelsAndOrientations) {
+  // Two rows of three 1-5-5-5 pixels in file order: red (alpha bit 1), green (0), blue (1), then
+  // (1, 2, 3) (0), (4, 5, 6) (1), (7, 8, 9) (0).
+  const bytes pixels = {0x00, 0xfc, 0xe0, 0x03, 0x1f, 0x80, 0x43, 0x04, 0xa6, 0x90, 0x09, 0x1d};
+  const rgba red{1, 0, 0, 1}, row1_first{float(1 / 31.0), float(2 / 31.0), float(3 / 31.0), 0};
+  // Where the first pixel of each file row lands for descriptor bits 4 (right to left, read from
+  // the row's last pixel) and 5 (top to bottom). One attribute bit: alpha.
+  const struct { uint8_t descriptor; uint32_t x0, y0, x1, y1; } orientations[] = {
+      {0x01, 0, 1, 0, 0}, {0x11, 2, 1, 2, 0}, {0x21, 0, 0, 0, 1}, {0x31, 2, 0, 2, 1}};
+  for (const auto& o : orientations) {
+    const image_ptr img = decode(tga_file(3, 2, 16, o.descriptor, pixels));
+    ASSERT_TRUE(img);
+    EXPECT_EQ(pixel(*img, o.x0, o.y0), red) << int(o.descriptor);
+    EXPECT_EQ(pixel(*img, o.x1, o.y1), row1_first) << int(o.descriptor);
+    EXPECT_EQ(pixel(*img, 1, o.y0), (rgba{0, 1, 0, 0})) << int(o.descriptor);
+  }
+  // Depth 15, and 16 without attribute bits: alpha 1. The id field is skipped.
+  for (uint8_t depth : {15, 16}) {
+    const image_ptr img = decode(tga_file(3, 2, depth, 0x00, pixels, 5));
+    ASSERT_TRUE(img);
+    EXPECT_EQ(pixel(*img, 1, 1), (rgba{0, 1, 0, 1}));
+    EXPECT_EQ(pixel(*img, 2, 0), (rgba{float(7 / 31.0), float(8 / 31.0), float(9 / 31.0), 1}));
+  }
+}
+
+TEST(Loaders, RefusedFilesAndMessages) {
+  const bytes good = dds_file(2, 2, 0x20000, 0, 8, {0xff, 0, 0, 0}, {1, 2, 3, 4}), px = {1, 2, 3, 4},
+              tga = tga_file(1, 1, 32, 8, px);
+  ASSERT_TRUE(decode(good) && decode(tga));
+  auto dds_with = [&](size_t at, uint32_t value) { bytes f = good; return put32(f, at, value), f; };
+  auto tga_with = [&](size_t at, uint8_t value) { bytes f = tga; return f[at] = value, f; };
+  const struct { bool dds; bytes file; const char* message; } cases[] = {
+      {true, dds_with(0, fourcc("DDS!")), "File is not a DDS file."},
+      {true, dds_with(4, 128), "File header incorrect (size of DDS_HEADER)."},
+      {true, dds_with(76, 36), "File header incorrect (size of DDS_PIXELFORMAT)."},
+      {true, dds_with(84, fourcc("DX10")), "Unsupported image format (DX10)."},
+      {true, dds_with(96, 0xff00), "Unsupported image format."},  // a mask not in the table
+      {true, dds_with(16, 1u << 30), "Image data too large."},
+      {true, dds_with(112, 0x200), "Cubemap files not supported."},
+      {true, dds_with(112, 0x200000), "Volume texture files not supported."},
+      {true, dds_with(12, 3), "Image data truncated."},  // 2x3 bytes needed, 4 there
+      {false, bytes(17, 0), "File too small."},
+      {false, tga_with(1, 1), "Files with colormaps (palettes) are not supported."},
+      {false, tga_with(2, 10), "Only uncompressed truecolor files supported."},
+      {false, tga_file(1, 1, 32, 0, px), "Unsupported pixel format."},  // depth, attribute bits
+      {false, tga_file(1, 1, 24, 8, px), "Unsupported pixel format."},
+      {false, tga_file(1, 1, 15, 1, px), "Unsupported pixel format."},
+      {false, tga_file(1, 1, 8, 0, px), "Unsupported pixel format."},
+      {false, tga_file(2, 1, 32, 8, px), "Image data truncated."},
+      {false, tga_file(1, 1, 32, 8, {1, 2, 3}, 1), "Image data truncated."}};  // the id takes a byte
   for (const auto& c : cases) {
-    bytes f = good;
-    put32(f, c.at, c.value);
-    std::string message;
-    EXPECT_FALSE(image_ptr(quorin_engine::dds_load(f.data(), uint32_t(f.size()), message))) << c.message;
-    EXPECT_EQ(message, c.message);
+    std::string m;
+    const auto load = c.dds ? quorin_engine::dds_load : quorin_engine::tga_load;
+    EXPECT_FALSE(image_ptr(load(c.file.data(), uint32_t(c.file.size()), m))) << c.message;
+    EXPECT_EQ(m, c.message);
   }
 }
