@@ -3,7 +3,7 @@
 
 #include <cstring>
 #include <memory>
-#include <utility>
+#include <tuple>
 #include <vector>
 #include "core/color.h"
 #include "core/text.h"
@@ -11,22 +11,17 @@
 
 using namespace quorin_engine;
 
-namespace {
-
 using buffer_ptr = std::unique_ptr<qr_imgbuf4f, void (*)(qr_imgbuf4f*)>;
-buffer_ptr make(uint32_t w, uint32_t h) { return buffer_ptr(imgbuf4f_create(w, h), imgbuf4f_delete); }
-void set_pixel(qr_imgbuf4f* b, uint32_t x, uint32_t y, std::vector<float> rgba) {
-  std::memcpy(imgbuf4f_row(b, y) + 4 * x, rgba.data(), 16);
+static buffer_ptr make(uint32_t w, uint32_t h) { return buffer_ptr(imgbuf4f_create(w, h), imgbuf4f_delete); }
+static void set_pixel(qr_imgbuf4f* b, uint32_t x, uint32_t y, std::vector<float> v) {
+  std::memcpy(imgbuf4f_row(b, y) + 4 * x, v.data(), 16);
 }
-
-}  // namespace
 
 TEST(ImageBuffer, GeometryClearSetChannelAndCopy) {
   auto b = make(3, 5);
-  EXPECT_EQ(imgbuf4f_stride_in_bytes(b.get()), 48u);
-  EXPECT_EQ(imgbuf4f_stride_in_elems(b.get()), 12u);
-  EXPECT_EQ(imgbuf4f_buf_size(b.get()), 240u);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(imgbuf4f_buf(b.get())) % 16, 0u);
+  EXPECT_EQ(std::make_tuple(imgbuf4f_stride_in_bytes(b.get()), imgbuf4f_stride_in_elems(b.get()),
+                            imgbuf4f_buf_size(b.get()), reinterpret_cast<uintptr_t>(imgbuf4f_buf(b.get())) % 16),
+            std::make_tuple(48u, 12u, 240u, 0u));
   EXPECT_EQ(imgbuf4f_row(b.get(), 4), imgbuf4f_buf(b.get()) + 48);
   EXPECT_EQ(imgbuf4f_row(b.get(), 5), nullptr);
 
@@ -65,15 +60,14 @@ TEST(LineConversion, AlphaOverCheckerboard) {
   imgbuf4f_clear(b.get());
   std::vector<uint8_t> row(40 * 4);
   engine_convertline_b8g8r8x8_withalpha(row.data(), b.get(), 16);
-  EXPECT_EQ((std::pair<int, int>{row[0], row[16 * 4]}), (std::pair<int, int>{204, 153}));  // (0, 16), (16, 16)
+  EXPECT_EQ(std::make_tuple(row[0], row[16 * 4]), std::make_tuple(204, 153));  // (0, 16), (16, 16)
   set_pixel(b.get(), 1, 0, {0.2f, 0.2f, 0.2f, 1.0f});  // opaque: the pixel alone
   set_pixel(b.get(), 2, 0, {1.0f, 0.0f, 1.0f, 0.5f});  // half over 0.6: 0.8, 0.3, 0.8
   set_pixel(b.get(), 3, 0, {0.0f, 0.0f, 0.0f, 2.0f});  // alpha beyond 1: -0.6 gives byte 104
   engine_convertline_b8g8r8x8_withalpha(row.data(), b.get(), 0);
   EXPECT_EQ(std::vector<uint8_t>(row.begin(), row.begin() + 16),
             (std::vector<uint8_t>{153, 153, 153, 255, 51, 51, 51, 255, 204, 77, 204, 255, 104, 104, 104, 255}));
-  EXPECT_EQ((std::pair<int, int>{row[15 * 4], row[16 * 4]}), (std::pair<int, int>{153, 204}));  // (15, 0), (16, 0)
-  EXPECT_EQ(row[16 * 4 + 3], 255);
+  EXPECT_EQ(std::make_tuple(row[15 * 4], row[16 * 4], row[16 * 4 + 3]), std::make_tuple(153, 204, 255));  // x 15, 16
 }
 
 TEST(ColorText, FloatAndByteFormsAndIncompleteTexts) {

@@ -14,14 +14,10 @@
 
 using namespace quorin_engine;
 
-namespace {
-
-bool entry_free(renderbuffer_pool_t* p, imgbuf4f* b) {
+static bool entry_free(renderbuffer_pool_t* p, imgbuf4f* b) {
   auto e = std::find_if(p->buffers.begin(), p->buffers.end(), [b](auto& e) { return e.buffer == b; });
   return e != p->buffers.end() && e->free;
 }
-
-}  // namespace
 
 TEST(BufferPool, GrowthReturnsAndFreeing) {
   std::vector<std::string> messages;
@@ -29,17 +25,15 @@ TEST(BufferPool, GrowthReturnsAndFreeing) {
     static_cast<std::vector<std::string>*>(u)->push_back(to_utf8(t));
   }, &messages);
   auto* pool = pool4f_create(8, 4, 2);
-  imgbuf4f* a = pool4f_acquire_color_buffer(pool);
-  imgbuf4f* b = pool4f_acquire_color_buffer(pool);
-  imgbuf4f* c = pool4f_acquire_color_buffer(pool);
+  imgbuf4f *a = pool4f_acquire_color_buffer(pool), *b = pool4f_acquire_color_buffer(pool),
+           *c = pool4f_acquire_color_buffer(pool);
   EXPECT_TRUE(a != b && c != a && c != b);
   ASSERT_EQ(pool->buffers.size(), 4u);
   EXPECT_TRUE(pool->buffers[2].buffer == c && entry_free(pool, c) && c->width == 8 && c->height == 4);
   EXPECT_EQ(pool4f_acquire_color_buffer(pool), c);  // shared by two holders until a return
   EXPECT_FALSE(entry_free(pool, c));
 
-  // A second return, or a return of another pool's buffer, changes nothing.
-  auto* other = pool4f_create(8, 4, 1);
+  auto* other = pool4f_create(8, 4, 1);  // a second return, or one of another pool's buffer, changes nothing
   imgbuf4f* foreign = pool4f_acquire_color_buffer(other);
   pool4f_return_color_buffer(pool, a);
   pool4f_return_color_buffer(pool, a);
