@@ -20,6 +20,17 @@ inline uint32_t clamp_uint(uint32_t v, uint32_t lo, uint32_t hi) {
 }
 inline uint32_t limit_enum(uint32_t v, uint32_t last) { return v > last ? last : v; }
 
+// Fetches of a value whose input has the parameter's name.
+inline float fetch_float(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, float def) {
+  return fetch_float_input(node, ctx, name, node.connected(name), def);
+}
+inline uint32_t fetch_uint(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, uint32_t def) {
+  return fetch_uint_input(node, ctx, name, node.connected(name), def);
+}
+inline uint32_t fetch_enum(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, uint32_t def) {
+  return fetch_enum_input(node, ctx, name, node.connected(name), def);
+}
+
 // A colour parameter with no stored value keeps the constant already in `out`.
 inline void fetch_color_or(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name,
                            float out[4]) {

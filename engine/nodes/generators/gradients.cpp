@@ -19,15 +19,15 @@ using namespace gen;
 namespace {
 
 float fetch_position(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, float def) {
-  return clamp_float(fetch_float_input(node, ctx, name, node.connected(name), def), 0.0f, 1.0f);
+  return clamp_float(fetch_float(node, ctx, name, def), 0.0f, 1.0f);
 }
 
 }  // namespace
 
 gradient_params fetch_gradient_params(const shadetree_node_t& node, const renderctx& ctx) {
   gradient_params p;
-  p.direction = limit_enum(fetch_enum_input(node, ctx, u"direction", node.connected(u"direction"), 0), 2);
-  p.horz.interp = limit_enum(fetch_enum_input(node, ctx, u"interp-horz", node.connected(u"interp-horz"), 0), 3);
+  p.direction = limit_enum(fetch_enum(node, ctx, u"direction", 0), 2);
+  p.horz.interp = limit_enum(fetch_enum(node, ctx, u"interp-horz", 0), 3);
   p.horz.start = fetch_position(node, ctx, u"start-horz", 0.0f);
   p.horz.end = fetch_position(node, ctx, u"end-horz", 1.0f);
   fetch_color_or(node, ctx, u"mincolor-horz", p.horz.mincolor);
@@ -36,24 +36,24 @@ gradient_params fetch_gradient_params(const shadetree_node_t& node, const render
   fetch_color_or(node, ctx, u"maxcolor-vert", p.vert.maxcolor);
   p.vert.start = fetch_position(node, ctx, u"start-vert", 0.0f);
   p.vert.end = fetch_position(node, ctx, u"end-vert", 1.0f);
-  p.vert.interp = limit_enum(fetch_enum_input(node, ctx, u"interp-vert", node.connected(u"interp-vert"), 0), 3);
-  p.repeat = limit_enum(fetch_enum_input(node, ctx, u"repeat", node.connected(u"repeat"), 0), 3);
+  p.vert.interp = limit_enum(fetch_enum(node, ctx, u"interp-vert", 0), 3);
+  p.repeat = limit_enum(fetch_enum(node, ctx, u"repeat", 0), 3);
   return p;
 }
 
 circ_gradient_params fetch_circ_gradient_params(const shadetree_node_t& node, const renderctx& ctx) {
   circ_gradient_params p;
-  p.radius = clamp_float(fetch_float_input(node, ctx, u"radius", node.connected(u"radius"), 0.5f), 0.0f, 1.0f);
+  p.radius = clamp_float(fetch_float(node, ctx, u"radius", 0.5f), 0.0f, 1.0f);
   // Supersampling serves previews only.
   p.supersampling = fetch_preview_supersampling(node, ctx);
-  p.mode = limit_enum(fetch_enum_input(node, ctx, u"mode", node.connected(u"mode"), 0), 1);
+  p.mode = limit_enum(fetch_enum(node, ctx, u"mode", 0), 1);
   return p;
 }
 
 radial_sine_params fetch_radial_sine_params(const shadetree_node_t& node, const renderctx& ctx) {
   radial_sine_params p;
   // Read as a float, so that a connected value can give fractions; no upper limit.
-  float octave = fetch_float_input(node, ctx, u"octave", node.connected(u"octave"), 1.0f);
+  float octave = fetch_float(node, ctx, u"octave", 1.0f);
   p.octave = octave < 1.0f ? 1.0f : octave;
   return p;
 }

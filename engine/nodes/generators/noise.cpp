@@ -19,32 +19,32 @@ using namespace gen;
 sine_plasma_params fetch_sine_plasma_params(const shadetree_node_t& node, const renderctx& ctx) {
   sine_plasma_params p;
   // The phases are used as read: no bounds.
-  p.xphase = fetch_float_input(node, ctx, u"xphase", node.connected(u"xphase"), 3.0f);
-  p.yphase = fetch_float_input(node, ctx, u"yphase", node.connected(u"yphase"), 3.0f);
+  p.xphase = fetch_float(node, ctx, u"xphase", 3.0f);
+  p.yphase = fetch_float(node, ctx, u"yphase", 3.0f);
   return p;
 }
 
 namespace {
 uint32_t fetch_seed(const shadetree_node_t& node, const renderctx& ctx) {
-  uint32_t seed = fetch_uint_input(node, ctx, u"seed", node.connected(u"seed"), 0);
+  uint32_t seed = fetch_uint(node, ctx, u"seed", 0);
   return seed > 5000u ? 5000u : seed;
 }
 uint32_t fetch_interp(const shadetree_node_t& node, const renderctx& ctx) {
-  return limit_enum(fetch_enum_input(node, ctx, u"interp", node.connected(u"interp"), 0), 2);
+  return limit_enum(fetch_enum(node, ctx, u"interp", 0), 2);
 }
 }  // namespace
 
 octave_noise_params fetch_octave_noise_params(const shadetree_node_t& node, const renderctx& ctx) {
   octave_noise_params p;
-  p.size = clamp_float(fetch_float_input(node, ctx, u"size", node.connected(u"size"), 8.0f), 1.0f, 250.0f);
-  p.noise = limit_enum(fetch_enum_input(node, ctx, u"noise", node.connected(u"noise"), 0), 1);
-  p.lofreq = clamp_uint(fetch_uint_input(node, ctx, u"lofreq", node.connected(u"lofreq"), 1), 1, 15);
-  p.hifreq = clamp_uint(fetch_uint_input(node, ctx, u"hifreq", node.connected(u"hifreq"), 3), 1, 15);
+  p.size = clamp_float(fetch_float(node, ctx, u"size", 8.0f), 1.0f, 250.0f);
+  p.noise = limit_enum(fetch_enum(node, ctx, u"noise", 0), 1);
+  p.lofreq = clamp_uint(fetch_uint(node, ctx, u"lofreq", 1), 1, 15);
+  p.hifreq = clamp_uint(fetch_uint(node, ctx, u"hifreq", 3), 1, 15);
   p.lacunarity = clamp_float(
-      fetch_float_input(node, ctx, u"lacunarity", node.connected(u"lacunarity"), 2.0f), 1.5f, 4.0f);
+      fetch_float(node, ctx, u"lacunarity", 2.0f), 1.5f, 4.0f);
   p.persistence = clamp_float(
-      fetch_float_input(node, ctx, u"persistence", node.connected(u"persistence"), 0.5f), 0.0f, 1.0f);
-  p.mapping = limit_enum(fetch_enum_input(node, ctx, u"mapping", node.connected(u"mapping"), 0), 1);
+      fetch_float(node, ctx, u"persistence", 0.5f), 0.0f, 1.0f);
+  p.mapping = limit_enum(fetch_enum(node, ctx, u"mapping", 0), 1);
   p.interp = fetch_interp(node, ctx);
   p.seed = fetch_seed(node, ctx);
   return p;
@@ -52,11 +52,11 @@ octave_noise_params fetch_octave_noise_params(const shadetree_node_t& node, cons
 
 marble_params fetch_marble_params(const shadetree_node_t& node, const renderctx& ctx) {
   marble_params p;
-  p.size = clamp_float(fetch_float_input(node, ctx, u"size", node.connected(u"size"), 16.0f), 1.0f, 250.0f);
-  p.octaves = clamp_uint(fetch_uint_input(node, ctx, u"octaves", node.connected(u"octaves"), 1), 1, 8);
+  p.size = clamp_float(fetch_float(node, ctx, u"size", 16.0f), 1.0f, 250.0f);
+  p.octaves = clamp_uint(fetch_uint(node, ctx, u"octaves", 1), 1, 8);
   p.amplitude =
-      clamp_float(fetch_float_input(node, ctx, u"amplitude", node.connected(u"amplitude"), 1.0f), 0.0f, 1.0f);
-  p.direction = limit_enum(fetch_enum_input(node, ctx, u"direction", node.connected(u"direction"), 0), 2);
+      clamp_float(fetch_float(node, ctx, u"amplitude", 1.0f), 0.0f, 1.0f);
+  p.direction = limit_enum(fetch_enum(node, ctx, u"direction", 0), 2);
   p.interp = fetch_interp(node, ctx);
   p.seed = fetch_seed(node, ctx);
   return p;
@@ -64,10 +64,10 @@ marble_params fetch_marble_params(const shadetree_node_t& node, const renderctx&
 
 wood_rings_params fetch_wood_rings_params(const shadetree_node_t& node, const renderctx& ctx) {
   wood_rings_params p;
-  p.octave = clamp_uint(fetch_uint_input(node, ctx, u"octave", node.connected(u"octave"), 1), 1, 6);
-  p.toctaves = clamp_uint(fetch_uint_input(node, ctx, u"toctaves", node.connected(u"toctaves"), 1), 1, 8);
+  p.octave = clamp_uint(fetch_uint(node, ctx, u"octave", 1), 1, 6);
+  p.toctaves = clamp_uint(fetch_uint(node, ctx, u"toctaves", 1), 1, 8);
   p.amplitude =
-      clamp_float(fetch_float_input(node, ctx, u"amplitude", node.connected(u"amplitude"), 0.1f), 0.0f, 1.0f);
+      clamp_float(fetch_float(node, ctx, u"amplitude", 0.1f), 0.0f, 1.0f);
   p.interp = fetch_interp(node, ctx);
   p.seed = fetch_seed(node, ctx);
   return p;
@@ -75,9 +75,9 @@ wood_rings_params fetch_wood_rings_params(const shadetree_node_t& node, const re
 
 value_noise_params fetch_value_noise_params(const shadetree_node_t& node, const renderctx& ctx) {
   value_noise_params p;
-  p.type = limit_enum(fetch_enum_input(node, ctx, u"type", node.connected(u"type"), 0), 1);
-  p.mapping = limit_enum(fetch_enum_input(node, ctx, u"mapping", node.connected(u"mapping"), 0), 1);
-  p.size = clamp_float(fetch_float_input(node, ctx, u"size", node.connected(u"size"), 8.0f), 1.0f, 250.0f);
+  p.type = limit_enum(fetch_enum(node, ctx, u"type", 0), 1);
+  p.mapping = limit_enum(fetch_enum(node, ctx, u"mapping", 0), 1);
+  p.size = clamp_float(fetch_float(node, ctx, u"size", 8.0f), 1.0f, 250.0f);
   p.interp = fetch_interp(node, ctx);
   p.seed = fetch_seed(node, ctx);
   return p;

@@ -73,43 +73,36 @@ float base_cubic_noise(float x, float y);
 // Power-of-two turbulence on the base table: octaves while limit > f.
 float base_turbulence(float x, float y, float limit);
 
-// Octave sums over lofreq..hifreq. The count is hifreq - lofreq + 1 in unsigned arithmetic.
-template <class N>
-float octave_sum(N noise, float x, float y, uint32_t lofreq, uint32_t hifreq, float lacunarity,
-                 float persistence) {
+// Octave sums over lofreq..hifreq: each octave adds term(N(f x, f y)) * a. The count is
+// hifreq - lofreq + 1 in unsigned arithmetic.
+template <class N, class Term>
+float octave_accumulate(N noise, Term term, float x, float y, uint32_t lofreq, uint32_t hifreq, float lacunarity,
+                        float persistence) {
   uint32_t count = hifreq - lofreq + 1u;
   float f = static_cast<float>(lofreq), a = 1.0f, sum = 0.0f;
   for (uint32_t i = 0; i < count; ++i) {
-    sum += noise(f * x, f * y) * a;
+    sum += term(noise(f * x, f * y)) * a;
     f *= lacunarity;
     a *= persistence;
   }
   return sum;
 }
 template <class N>
+float octave_sum(N noise, float x, float y, uint32_t lofreq, uint32_t hifreq, float lacunarity, float persistence) {
+  return octave_accumulate(noise, [](float n) { return n; }, x, y, lofreq, hifreq, lacunarity, persistence);
+}
+template <class N>
 float octave_sum_abs(N noise, float x, float y, uint32_t lofreq, uint32_t hifreq, float lacunarity,
                      float persistence) {
-  uint32_t count = hifreq - lofreq + 1u;
-  float f = static_cast<float>(lofreq), a = 1.0f, sum = 0.0f;
-  for (uint32_t i = 0; i < count; ++i) {
-    sum += std::fabs(noise(f * x, f * y)) * a;
-    f *= lacunarity;
-    a *= persistence;
-  }
-  return sum;
+  return octave_accumulate(noise, [](float n) { return std::fabs(n); }, x, y, lofreq, hifreq, lacunarity,
+                           persistence);
 }
 // For noise in -1..1 mapped to 0..1 before weighting (used with simplex noise).
 template <class N>
 float scaled_octave_sum(N noise, float x, float y, uint32_t lofreq, uint32_t hifreq, float lacunarity,
                         float persistence) {
-  uint32_t count = hifreq - lofreq + 1u;
-  float f = static_cast<float>(lofreq), a = 1.0f, sum = 0.0f;
-  for (uint32_t i = 0; i < count; ++i) {
-    sum += (noise(f * x, f * y) + 1.0f) * 0.5f * a;
-    f *= lacunarity;
-    a *= persistence;
-  }
-  return sum;
+  return octave_accumulate(noise, [](float n) { return (n + 1.0f) * 0.5f; }, x, y, lofreq, hifreq, lacunarity,
+                           persistence);
 }
 // Power-of-two turbulence: sum of |N(f x, f y)| / f while limit > f, f doubling from 1.
 template <class N>

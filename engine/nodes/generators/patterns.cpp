@@ -11,13 +11,6 @@ using namespace gen;
 
 // ---- parameters ----------------------------------------------------------------------------------
 
-namespace {
-
-uint32_t fetch_uint(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name, uint32_t def) {
-  return fetch_uint_input(node, ctx, name, node.connected(name), def);
-}
-
-}  // namespace
 
 pow2_pattern_params fetch_pow2_pattern_params(const shadetree_node_t& node, const renderctx& ctx) {
   pow2_pattern_params p;
@@ -227,7 +220,7 @@ void render_Stairs(shadetree_node_t& node, const renderctx& ctx) {
 }
 void render_Stripes(shadetree_node_t& node, const renderctx& ctx) {
   pow2_pattern_params p = fetch_pow2_pattern_params(node, ctx);
-  p.direction = limit_enum(fetch_enum_input(node, ctx, u"direction", node.connected(u"direction"), 0), 1);
+  p.direction = limit_enum(fetch_enum(node, ctx, u"direction", 0), 1);
   fill_stripes(p, *ctx.target_buf);
 }
 void render_Bricks(shadetree_node_t& node, const renderctx& ctx) {
