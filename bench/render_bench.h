@@ -23,4 +23,9 @@ quorin_engine::shadetree_node_t* make_node(
 void render_node(benchmark::State& state, quorin_engine::shadetree_node_t* node, uint32_t width,
                  uint32_t height, uint32_t pool_buffers = 8);
 
+// Times `op` alone: the pool keeps its inputs' images in its cache after a first render, so every
+// timed iteration renders the operator over inputs that are already there.
+void render_operator(benchmark::State& state, quorin_engine::shadetree_node_t* op, uint32_t width,
+                     uint32_t height, uint32_t pool_buffers = 16);
+
 }  // namespace quorin_bench
