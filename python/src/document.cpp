@@ -191,9 +191,10 @@ void write_param(qr_node* n, const param_info& p, const py::handle& v) {
       throw py::type_error("parameter '" + p.name + "' is a uint and takes an int");
     py::int_ big = py::reinterpret_steal<py::int_>(PyNumber_Index(v.ptr()));
     long long value = PyLong_AsLongLong(big.ptr());
-    if (PyErr_Occurred() || value < 0 || value > 0xffffffffLL) {
+    // The engine reads uint texts as signed 32-bit numbers: larger ones would read as 2147483647.
+    if (PyErr_Occurred() || value < 0 || value > 0x7fffffffLL) {
       PyErr_Clear();
-      throw py::value_error("parameter '" + p.name + "' takes 0 to 4294967295, not " + py::str(big).cast<std::string>());
+      throw py::value_error("parameter '" + p.name + "' takes 0 to 2147483647, not " + py::str(big).cast<std::string>());
     }
     node_set_param_value_uint(n, g, i, static_cast<uint32_t>(value));
   } else if (p.type == "float") {
