@@ -4,7 +4,8 @@ set -euo pipefail
 packages=(build-essential cmake pkg-config
           libpng-dev libjpeg62-turbo-dev libjxr-dev libboost-dev libxml2-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core
-          libgtest-dev libbenchmark-dev)
+          libgtest-dev libbenchmark-dev
+          python3-dev python3-pybind11 python3-numpy python3-distributed python3-pytest)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
