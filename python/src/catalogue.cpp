@@ -72,8 +72,8 @@ type_info describe(qr_node* n, const qr_renderctx* ctx) {
       p.description = text([&](qr_char* b, int32_t c) { node_formal_param_description(n, g, i, b, c); });
       if (node_formal_param_uint_has_minval(n, g, i)) p.min = node_formal_param_uint_minval(n, g, i);
       if (node_formal_param_uint_has_maxval(n, g, i)) p.max = node_formal_param_uint_maxval(n, g, i);
-      if (node_formal_param_float_has_minval(n, g, i)) p.min = node_formal_param_float_minval(n, g, i);
-      if (node_formal_param_float_has_maxval(n, g, i)) p.max = node_formal_param_float_maxval(n, g, i);
+      if (node_formal_param_float_has_minval(n, g, i)) p.min = shortest(node_formal_param_float_minval(n, g, i));
+      if (node_formal_param_float_has_maxval(n, g, i)) p.max = shortest(node_formal_param_float_maxval(n, g, i));
       for (uint32_t v = 0, values = node_formal_param_enum_count(n, g, i); v < values; ++v)
         p.enum_values.push_back(text([&](qr_char* b, int32_t c) { node_formal_param_enum_name(n, g, i, v, b, c); }));
       p.curveable = node_formal_param_time_curveable_indexed(n, g, i);

@@ -1,6 +1,8 @@
 #include "common.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 
 namespace quorin_py {
 
@@ -94,15 +96,22 @@ std::string unknown_name(const std::string& what, const std::string& name, const
   return msg + "; valid choices: " + choices_text(names);
 }
 
+double shortest(float f) {
+  char buf[32];
+  auto end = std::to_chars(buf, buf + sizeof buf, f).ptr;
+  *end = 0;
+  return std::strtod(buf, nullptr);
+}
+
 py::object to_python(const pvalue& v) {
   switch (v.index()) {
     case 1: return py::int_(std::get<uint32_t>(v));
-    case 2: return py::float_(std::get<float>(v));
+    case 2: return py::float_(shortest(std::get<float>(v)));
     case 3: return py::bool_(std::get<bool>(v));
     case 4: return py::str(std::get<std::string>(v));
     case 5: {
       const auto& c = std::get<std::array<float, 4>>(v);
-      return py::make_tuple(c[0], c[1], c[2], c[3]);
+      return py::make_tuple(shortest(c[0]), shortest(c[1]), shortest(c[2]), shortest(c[3]));
     }
     default: return py::none();
   }

@@ -70,6 +70,8 @@ std::string unknown_name(const std::string& what, const std::string& name, const
 
 // A parameter's value as Python sees it: None, int, float, bool, str or an RGBA tuple.
 using pvalue = std::variant<std::monostate, uint32_t, float, bool, std::string, std::array<float, 4>>;
+// Floats come out as the shortest decimal that reads back as the same float: 0.45, not 0.4499999880.
+double shortest(float f);
 py::object to_python(const pvalue& v);
 
 // ---- ownership ------------------------------------------------------------------------------------

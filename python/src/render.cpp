@@ -137,14 +137,14 @@ const qr_renderctx* value_context(const node_ref& n, std::optional<float> time) 
 
 py::object scalar_value(const node_ref& n, std::optional<float> time) {
   engine_guard lock = n.use();
-  return py::float_(node_scalar_value(n.node, value_context(n, time)));
+  return py::float_(shortest(node_scalar_value(n.node, value_context(n, time))));
 }
 
 py::object color_value(const node_ref& n, std::optional<float> time) {
   engine_guard lock = n.use();
   float r = 0, g = 0, b = 0;
   node_color_rgb_value(n.node, value_context(n, time), &r, &g, &b);
-  return py::make_tuple(r, g, b);
+  return py::make_tuple(shortest(r), shortest(g), shortest(b));
 }
 
 py::object string_value(const node_ref& n, std::optional<float> time) {

@@ -4,10 +4,11 @@ Each job names what to render and where to write it; every job runs as one task,
 project in its worker, applies the job's overrides and writes its files::
 
     import quorin.batch
-    jobs = [{"graph": "clouds", "overrides": {"noise.seed": s}, "size": [512, 512],
-             "output": "out/clouds-{seed}.png"} for s in range(4)]
-    for row in quorin.batch.render("project.xml", jobs):
-        print(row.path, row.seconds)
+    if __name__ == "__main__":
+        jobs = [{"graph": "clouds", "overrides": {"noise.seed": s}, "size": [512, 512],
+                 "output": "out/clouds-{seed}.png"} for s in range(4)]
+        for row in quorin.batch.render("project.xml", jobs):
+            print(row.path, row.seconds)
 
 A job is a dict with these keys, all optional but "output":
 
@@ -24,7 +25,8 @@ A job is a dict with these keys, all optional but "output":
   missing folders are created.
 
 Without a client, a LocalCluster of worker processes (one thread each) runs on this machine for
-the call. With a client, the cluster's workers must be able to import quorin and to read the
+the call; a script that calls render() then keeps its top-level code under
+``if __name__ == "__main__":``, since the worker processes import it again. With a client, the cluster's workers must be able to import quorin and to read the
 project and write the outputs under the same paths.
 """
 from __future__ import annotations
