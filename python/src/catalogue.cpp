@@ -3,6 +3,7 @@
 #include "catalogue.h"
 
 #include <cmath>
+#include <map>
 
 namespace quorin_py {
 
@@ -84,47 +85,59 @@ type_info describe(qr_node* n, const qr_renderctx* ctx) {
   return t;
 }
 
-std::vector<type_info> load_catalogue() {
-  engine_guard lock = lock_engine();
-  project_state scratch(project_create());  // a context whose project gives the time
-  std::vector<type_info> types;
-  // The engine's type ids: generators 0-35, operators 1000-1091 and Group.
+// The engine's type ids: generators 0-35, operators 1000-1091 and Group.
+std::vector<uint32_t> all_type_ids() {
   std::vector<uint32_t> ids;
   for (uint32_t i = 0; i <= 35; ++i) ids.push_back(i);
   for (uint32_t i = 1000; i <= 1091; ++i) ids.push_back(i);
   ids.push_back(10000);
-  for (uint32_t id : ids) {
-    qr_node* n = node_create_with_type(id);
-    if (!read_text([&](qr_char* b, int32_t c) { ::node_type_name(n, b, c); }).empty())
-      types.push_back(describe(n, scratch.value_ctx));
-    node_delete(n);
-  }
-  return types;
+  return ids;
 }
 
 }  // namespace
 
-const std::vector<type_info>& catalogue() {
-  static const std::vector<type_info> types = load_catalogue();
+// Each type is described on first use, so a process that touches a few types pays for those.
+const type_info* type_by_id(uint32_t type_id) {
+  static std::map<uint32_t, std::unique_ptr<type_info>> described;
+  engine_guard lock = lock_engine();
+  auto it = described.find(type_id);
+  if (it != described.end()) return it->second.get();
+  std::unique_ptr<type_info> info;
+  qr_node* n = node_create_with_type(type_id);
+  if (!read_text([&](qr_char* b, int32_t c) { ::node_type_name(n, b, c); }).empty()) {
+    project_state scratch(project_create());  // a context whose project gives the time
+    info = std::make_unique<type_info>(describe(n, scratch.value_ctx));
+  }
+  node_delete(n);
+  return described.emplace(type_id, std::move(info)).first->second.get();
+}
+
+std::vector<type_info> catalogue() {
+  std::vector<type_info> types;
+  for (uint32_t id : all_type_ids())
+    if (const type_info* t = type_by_id(id)) types.push_back(*t);
   return types;
 }
 
-const type_info* type_by_id(uint32_t type_id) {
-  for (const type_info& t : catalogue())
-    if (t.type_id == type_id) return &t;
-  return nullptr;
-}
-
 std::vector<std::string> type_names() {
+  engine_guard lock = lock_engine();
   std::vector<std::string> names;
-  for (const type_info& t : catalogue()) names.push_back(t.name);
+  for (uint32_t id : all_type_ids()) {
+    qr_node* n = node_create_with_type(id);
+    std::string name = text([&](qr_char* b, int32_t c) { ::node_type_name(n, b, c); });
+    node_delete(n);
+    if (!name.empty()) names.push_back(name);
+  }
   return names;
 }
 
 const type_info& type_by_name(const std::string& name) {
-  for (const type_info& t : catalogue())
-    if (t.name == name) return t;
-  throw py::key_error(unknown_name("node type", name, type_names()));
+  engine_guard lock = lock_engine();
+  qr_node* n = node_create_by_type_name(utf16(name).c_str());
+  if (!n) throw py::key_error(unknown_name("node type", name, type_names()));
+  uint32_t id = node_type(n);
+  node_delete(n);
+  return *type_by_id(id);
 }
 
 const param_info* type_info::param(const std::string& name) const {

@@ -39,8 +39,8 @@ struct type_info {
   std::vector<std::string> param_names() const;
 };
 
-const std::vector<type_info>& catalogue();
-const type_info* type_by_id(uint32_t type_id);
+std::vector<type_info> catalogue();
+const type_info* type_by_id(uint32_t type_id);  // null for an id the catalogue does not hold
 const type_info& type_by_name(const std::string& name);  // KeyError with the known names
 std::vector<std::string> type_names();
 
