@@ -131,7 +131,9 @@ loaded_project::loaded_project(const std::string& path) : project(nullptr) {
   }
 }
 
-loaded_project::~loaded_project() { project_delete(project); }
+loaded_project::~loaded_project() {
+  if (project) project_delete(project);
+}
 
 std::string graph_title(qr_graph* g) {
   return engine_text([&](qr_char* b, int32_t c) { ::graph_name(g, b, c); });

@@ -6,14 +6,6 @@
 #include "cli.h"
 
 namespace quorin_cli {
-namespace {
-
-const char* const nodes_help =
-    "usage: quorin nodes [TYPE] [--all]\n"
-    "\n"
-    "Without TYPE: the node types by category, with their descriptions (types that editors hide\n"
-    "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
-    "bounds and enum values.\n";
 
 // Every type id the engine knows: generators 0-35, operators 1000-1091, Group.
 std::vector<uint32_t> all_type_ids() {
@@ -23,6 +15,16 @@ std::vector<uint32_t> all_type_ids() {
   ids.push_back(10000);
   return ids;
 }
+
+namespace {
+
+const char* const nodes_help =
+    "usage: quorin nodes [TYPE] [--all]\n"
+    "\n"
+    "Without TYPE: the node types by category, with their descriptions (types that editors hide\n"
+    "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
+    "bounds and enum values.\n";
+
 
 const char* port_word(uint32_t t) {
   switch (t) {
