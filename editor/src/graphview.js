@@ -108,7 +108,8 @@ export class GraphView {
       for (const p of nd.outputs)
         n.addOutput(p.name, p.kind, { color_on: KIND_COLOURS[p.kind], color_off: KIND_COLOURS[p.kind] });
       n.slotRows = Math.max(nd.inputs.length, nd.outputs.length);
-      n.size = [180, n.slotRows * LiteGraph.NODE_SLOT_HEIGHT + THUMB + 22];
+      n.hasImage = nd.outputs.some((o) => o.kind === "rgb" || o.kind === "grey");
+      n.size = [180, n.slotRows * LiteGraph.NODE_SLOT_HEIGHT + (n.hasImage ? THUMB + 22 : 16)];
       n.pos = [nd.x, nd.y];
       n.boxcolor = nd.disabled ? "#666" : undefined;
       this.graph.add(n);

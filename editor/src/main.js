@@ -245,6 +245,8 @@ async function renderThumbnails() {
   const count = state.graph.nodes.length;
   for (let i = 0; i < count; i++) {
     if (round !== thumbRound) return;
+    // Only image nodes get a thumbnail; value nodes render nothing to show.
+    if (!state.graph.nodes[i].outputs.some((o) => o.kind === "rgb" || o.kind === "grey")) continue;
     try {
       const blob = await api.thumbnail(graphIndex, i);
       if (round !== thumbRound) return;

@@ -20,7 +20,8 @@ function numberControl(spec, value, integer, commit) {
   const hasRange = spec.min !== undefined && spec.max !== undefined;
   // Float sliders move in round steps of about a thousandth of their range.
   const step = integer ? 1 : hasRange ? 10 ** Math.floor(Math.log10((spec.max - spec.min) / 1000)) : "any";
-  const box = el("input", { type: "number", step, value: value ?? spec.default ?? 0 });
+  const shown = Number(value ?? spec.default ?? 0);
+  const box = el("input", { type: "number", step, value: integer ? shown : Number(shown.toPrecision(6)) });
   if (spec.min !== undefined) box.min = spec.min;
   if (spec.max !== undefined) box.max = spec.max;
   const parse = (v) => (integer ? Math.round(Number(v)) : Number(v));

@@ -10,6 +10,8 @@ export function tempFolder(prefix = "quorin-editor-") {
 
 export async function startServer(quorin, project, extra = []) {
   const child = spawn(quorin, ["serve", project, "--port", "0", ...extra], { stdio: ["ignore", "pipe", "pipe"] });
+  // A failing test must not leave its server behind.
+  process.on("exit", () => child.kill("SIGKILL"));
   let stderr = "";
   child.stderr.on("data", (d) => (stderr += d));
   const url = await new Promise((resolve, reject) => {
