@@ -15,7 +15,6 @@ const state = {
   // Measured by the page for the browser test: when the last change was sent, when its preview showed.
   lastChangeAt: 0,
   lastPreviewAt: 0,
-  previewCount: 0,
   lastPreviewBytes: null,
   editsApplied: 0, // edits the server has answered
   previewOfEdit: -1, // the edit count when the shown preview was asked for
@@ -176,28 +175,31 @@ function placeForNew() {
 const addNode = (type, x, y) => graphEdit(api.addNode(state.graphIndex, type, x, y));
 
 // Parameter changes are gathered for a moment, then sent as one edit.
-let paramTimer = null;
 let paramBatch = {};
+const sendParams = debounced((node) => {
+  const values = paramBatch;
+  paramBatch = {};
+  graphEdit(api.setParams(state.graphIndex, node, values));
+}, 60);
 function setParam(name, value) {
   paramBatch[name] = value;
   state.lastChangeAt = performance.now();
-  clearTimeout(paramTimer);
-  const node = state.selected;
-  paramTimer = setTimeout(() => {
-    const values = paramBatch;
-    paramBatch = {};
-    graphEdit(api.setParams(state.graphIndex, node, values));
-  }, 60);
+  sendParams(state.selected);
 }
 
 // ---- renders ------------------------------------------------------------------------------------
 
-let previewTimer = null;
-let previewTicket = 0;
-function schedulePreview() {
-  clearTimeout(previewTimer);
-  previewTimer = setTimeout(renderPreview, 80);
+// Calls `fn` once the calls have paused for `ms`.
+function debounced(fn, ms) {
+  let timer = null;
+  return (...args) => {
+    clearTimeout(timer);
+    timer = setTimeout(() => fn(...args), ms);
+  };
 }
+
+let previewTicket = 0;
+const schedulePreview = debounced(() => renderPreview(), 80);
 
 async function renderPreview() {
   const ticket = ++previewTicket;
@@ -212,17 +214,16 @@ async function renderPreview() {
     const blob = await api.preview(state.graphIndex, node);
     if (ticket !== previewTicket) return; // a newer preview is on its way
     const bytes = new Uint8Array(await blob.arrayBuffer());
-    const url = URL.createObjectURL(blob);
     const img = $("preview");
+    if (img.src) URL.revokeObjectURL(img.src);
     await new Promise((resolve) => {
       img.onload = img.onerror = resolve;
-      img.src = url;
+      img.src = URL.createObjectURL(blob);
     });
     if (ticket !== previewTicket) return;
     state.lastPreviewBytes = bytes;
     state.lastPreviewAt = performance.now();
     state.previewOfEdit = edits;
-    state.previewCount++;
     $("preview-error").textContent = "";
     view.setError(node, null);
   } catch (e) {
@@ -232,12 +233,8 @@ async function renderPreview() {
   }
 }
 
-let thumbTimer = null;
 let thumbRound = 0;
-function scheduleThumbnails() {
-  clearTimeout(thumbTimer);
-  thumbTimer = setTimeout(renderThumbnails, 400);
-}
+const scheduleThumbnails = debounced(() => renderThumbnails(), 400);
 
 async function renderThumbnails() {
   const round = ++thumbRound;
@@ -322,20 +319,19 @@ $("delete").addEventListener("click", deleteSelected);
 $("search").addEventListener("input", buildPalette);
 $("show-disabled").addEventListener("change", buildPalette);
 
-let timeTimer = null;
+const sendTime = debounced(async (t) => {
+  try {
+    showProject(await api.setTime(t));
+    schedulePreview();
+    scheduleThumbnails();
+  } catch (e) {
+    reportError(e);
+  }
+}, 60);
 $("time").addEventListener("input", () => {
   const t = Number($("time").value);
   $("time-value").textContent = t.toFixed(3);
-  clearTimeout(timeTimer);
-  timeTimer = setTimeout(async () => {
-    try {
-      showProject(await api.setTime(t));
-      schedulePreview();
-      scheduleThumbnails();
-    } catch (e) {
-      reportError(e);
-    }
-  }, 60);
+  sendTime(t);
 });
 
 $("upload").addEventListener("change", async () => {

@@ -47,6 +47,15 @@ struct loaded_project {
   loaded_project& operator=(const loaded_project&) = delete;
 };
 
+// A render context for reading parameter values: only its project (for the time) is looked at.
+struct value_context {
+  qr_renderctx* ctx;
+  explicit value_context(qr_project* p);
+  ~value_context();
+  value_context(const value_context&) = delete;
+  value_context& operator=(const value_context&) = delete;
+};
+
 // Graph and node lookup shared by the subcommands.
 std::string graph_title(qr_graph* g);
 std::string node_title(qr_node* n);

@@ -76,15 +76,8 @@ int describe_type(const std::string& name) {
   }
 
   // A fresh node stores the defaults; the context is only read for time curves, which it has none of.
-  qr_renderctx* ctx = renderctx_create();
-  renderctx_set_target_buf(ctx, nullptr);
-  renderctx_set_targetbuf_from_cache(ctx, 0);
-  renderctx_set_pool(ctx, nullptr);
-  renderctx_set_for_thumbnail(ctx, 0);
-  renderctx_set_for_preview(ctx, 0);
-  renderctx_set_preview_supersampling(ctx, 0);
-  renderctx_set_is_anim(ctx, 0);
-  renderctx_set_project(ctx, nullptr);
+  value_context values(nullptr);
+  qr_renderctx* ctx = values.ctx;
   for (uint32_t g = 0, gc = node_formal_param_group_count(n); g < gc; ++g) {
     std::printf("\nparameters: %s\n",
                 engine_text([&](qr_char* b, int32_t cap) { node_formal_param_group_name(n, g, b, cap); }).c_str());
@@ -113,7 +106,6 @@ int describe_type(const std::string& name) {
                     engine_text([&](qr_char* b, int32_t cap) { node_formal_param_enum_name(n, g, k, e, b, cap); }).c_str());
     }
   }
-  renderctx_delete(ctx);
   return 0;
 }
 

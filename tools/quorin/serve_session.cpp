@@ -80,22 +80,6 @@ const char* param_word(uint32_t t) {
   return t < 9 ? words[t] : "?";
 }
 
-// A context for reading parameter values: only its project (for the time) is ever looked at.
-struct value_context {
-  qr_renderctx* ctx = renderctx_create();
-  explicit value_context(qr_project* p) {
-    renderctx_set_target_buf(ctx, nullptr);
-    renderctx_set_targetbuf_from_cache(ctx, 0);
-    renderctx_set_pool(ctx, nullptr);
-    renderctx_set_for_thumbnail(ctx, 0);
-    renderctx_set_for_preview(ctx, 0);
-    renderctx_set_preview_supersampling(ctx, 0);
-    renderctx_set_is_anim(ctx, 0);
-    renderctx_set_project(ctx, p);
-  }
-  ~value_context() { renderctx_delete(ctx); }
-};
-
 std::string text_of(const std::function<void(qr_char*, int32_t)>& read) { return engine_text(read); }
 
 std::string input_name(qr_node* n, uint32_t i) {
@@ -118,6 +102,28 @@ bool find_param(qr_node* n, const std::string& name, param_slot& out) {
         return true;
       }
   return false;
+}
+
+// The catalogue's bounds of a float or uint parameter.
+struct param_bounds {
+  bool has_min = false, has_max = false;
+  double min = 0, max = 0;
+};
+
+param_bounds bounds_of(qr_node* n, const param_slot& s) {
+  param_bounds b;
+  if (s.type == p_float) {
+    b.has_min = node_formal_param_float_has_minval(n, s.group, s.index);
+    b.has_max = node_formal_param_float_has_maxval(n, s.group, s.index);
+    b.min = node_formal_param_float_minval(n, s.group, s.index);
+    b.max = node_formal_param_float_maxval(n, s.group, s.index);
+  } else if (s.type == p_uint) {
+    b.has_min = node_formal_param_uint_has_minval(n, s.group, s.index);
+    b.has_max = node_formal_param_uint_has_maxval(n, s.group, s.index);
+    b.min = node_formal_param_uint_minval(n, s.group, s.index);
+    b.max = node_formal_param_uint_maxval(n, s.group, s.index);
+  }
+  return b;
 }
 
 std::string enum_name(qr_node* n, const param_slot& s, uint32_t v) {
@@ -172,27 +178,22 @@ param_write check_param(qr_node* n, const std::string& label, const std::string&
     throw api_error(400, "node " + label + " (" + type_title(n) + ") has no parameter '" + name + "'");
   const param_slot& s = w.slot;
   std::string what = "parameter '" + name + "' of node " + label;
-  auto in_bounds = [&](double v, bool has_min, double min, bool has_max, double max) {
-    if ((has_min && v < min) || (has_max && v > max))
-      throw api_error(400, what + " takes values from " + (has_min ? number_text(min) : "any") + " to " +
-                               (has_max ? number_text(max) : "any") + "; " + number_text(v) + " is outside");
+  auto in_bounds = [&](double v) {
+    param_bounds b = bounds_of(n, s);
+    if ((b.has_min && v < b.min) || (b.has_max && v > b.max))
+      throw api_error(400, what + " takes values from " + (b.has_min ? number_text(b.min) : "any") + " to " +
+                               (b.has_max ? number_text(b.max) : "any") + "; " + number_text(v) + " is outside");
   };
   switch (s.type) {
     case p_float:
       if (!value.is_number() || !std::isfinite(value.get<double>()))
         throw api_error(400, what + " needs a number");
-      in_bounds(value.get<double>(), node_formal_param_float_has_minval(n, s.group, s.index),
-                node_formal_param_float_minval(n, s.group, s.index),
-                node_formal_param_float_has_maxval(n, s.group, s.index),
-                node_formal_param_float_maxval(n, s.group, s.index));
+      in_bounds(value.get<double>());
       break;
     case p_uint:
       if (!value.is_number_integer() || value.get<int64_t>() < 0 || value.get<int64_t>() > 0xffffffffLL)
         throw api_error(400, what + " needs a whole number, 0 or more");
-      in_bounds(value.get<double>(), node_formal_param_uint_has_minval(n, s.group, s.index),
-                node_formal_param_uint_minval(n, s.group, s.index),
-                node_formal_param_uint_has_maxval(n, s.group, s.index),
-                node_formal_param_uint_maxval(n, s.group, s.index));
+      in_bounds(value.get<double>());
       break;
     case p_enum: {
       uint32_t count = node_formal_param_enum_count(n, s.group, s.index);
@@ -383,27 +384,21 @@ json editor_model::edit(bool with_assets, const std::function<json()>& change) {
   return result;
 }
 
-json editor_model::undo() {
-  if (undo_.empty()) throw api_error(409, "nothing to undo");
-  project_snapshot step = std::move(undo_.back());
-  undo_.pop_back();
-  redo_.push_back(snapshot(step.assets != nullptr));
+// Takes the last step of `from` back, keeping the present state as a step of `to`.
+json editor_model::step_history(std::deque<project_snapshot>& from, std::deque<project_snapshot>& to,
+                                const char* none) {
+  if (from.empty()) throw api_error(409, none);
+  project_snapshot step = std::move(from.back());
+  from.pop_back();
+  to.push_back(snapshot(step.assets != nullptr));
   restore(step);
   trim_history();
   modified_ = true;
   return project_json();
 }
 
-json editor_model::redo() {
-  if (redo_.empty()) throw api_error(409, "nothing to redo");
-  project_snapshot step = std::move(redo_.back());
-  redo_.pop_back();
-  undo_.push_back(snapshot(step.assets != nullptr));
-  restore(step);
-  trim_history();
-  modified_ = true;
-  return project_json();
-}
+json editor_model::undo() { return step_history(undo_, redo_, "nothing to undo"); }
+json editor_model::redo() { return step_history(redo_, undo_, "nothing to redo"); }
 
 // ---- the model ---------------------------------------------------------------------------------
 
@@ -468,13 +463,10 @@ json editor_model::catalogue_json() {
                   {"type", param_word(s.type)},
                   {"description", text_of([&](qr_char* b, int32_t c) { node_formal_param_description(n, g, k, b, c); })},
                   {"default", param_value(n, v.ctx, s)}};
-        if (s.type == p_float) {
-          if (node_formal_param_float_has_minval(n, g, k)) p["min"] = node_formal_param_float_minval(n, g, k);
-          if (node_formal_param_float_has_maxval(n, g, k)) p["max"] = node_formal_param_float_maxval(n, g, k);
-        } else if (s.type == p_uint) {
-          if (node_formal_param_uint_has_minval(n, g, k)) p["min"] = node_formal_param_uint_minval(n, g, k);
-          if (node_formal_param_uint_has_maxval(n, g, k)) p["max"] = node_formal_param_uint_maxval(n, g, k);
-        } else if (s.type == p_enum) {
+        param_bounds bounds = bounds_of(n, s);
+        if (bounds.has_min) p["min"] = bounds.min;
+        if (bounds.has_max) p["max"] = bounds.max;
+        if (s.type == p_enum) {
           json names = json::array();
           for (uint32_t e = 0, ec = node_formal_param_enum_count(n, g, k); e < ec; ++e)
             names.push_back(enum_name(n, s, e));

@@ -110,6 +110,7 @@ class editor_model {
   // Runs `edit` as one undo step; on an exception the project goes back to where it was.
   nlohmann::json edit(bool with_assets, const std::function<nlohmann::json()>& change);
   void trim_history();
+  nlohmann::json step_history(std::deque<project_snapshot>& from, std::deque<project_snapshot>& to, const char* none);
   nlohmann::json node_json(qr_graph* g, uint32_t index);
 
   qr_project* project_ = nullptr;
