@@ -25,7 +25,6 @@ const char* const nodes_help =
     "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
     "bounds and enum values.\n";
 
-
 const char* port_word(uint32_t t) {
   switch (t) {
     case 1: return "scalar";

@@ -132,18 +132,23 @@ class editor_server {
   httplib::Server& http() { return http_; }
 
  private:
-  // Runs a handler's engine work on the engine thread and answers with its JSON or its error.
+  // Runs a handler; a refusal or an exception becomes an error answer with its message.
+  template <class F>
+  static void answer(httplib::Response& res, F f) {
+    try {
+      f();
+    } catch (const api_error& e) {
+      send_error(res, e.status, e.what());
+    } catch (const std::exception& e) {
+      send_error(res, 500, std::string("the engine stopped with an exception: ") + e.what());
+    }
+  }
+
+  // A handler that answers with JSON.
   template <class F>
   httplib::Server::Handler api(F f) {
-    return [this, f](const httplib::Request& req, httplib::Response& res) {
-      try {
-        json out = f(req);
-        send_json(res, out);
-      } catch (const api_error& e) {
-        send_error(res, e.status, e.what());
-      } catch (const std::exception& e) {
-        send_error(res, 500, std::string("the engine stopped with an exception: ") + e.what());
-      }
+    return [f](const httplib::Request& req, httplib::Response& res) {
+      answer(res, [&] { send_json(res, f(req)); });
     };
   }
 
@@ -154,7 +159,7 @@ class editor_server {
 
   void render_route(const char* pattern, bool thumbnail) {
     http_.Get(pattern, [this, thumbnail](const httplib::Request& req, httplib::Response& res) {
-      try {
+      answer(res, [&] {
         render_request r;
         r.graph = path_index(req, 1);
         r.node = path_index(req, 2);
@@ -167,11 +172,7 @@ class editor_server {
         });
         res.set_header("Cache-Control", "no-store");
         res.set_content(png, "image/png");
-      } catch (const api_error& e) {
-        send_error(res, e.status, e.what());
-      } catch (const std::exception& e) {
-        send_error(res, 500, std::string("the engine stopped with an exception: ") + e.what());
-      }
+      });
     });
   }
 
@@ -280,7 +281,9 @@ int cmd_serve(const std::vector<std::string>& args) {
 
   editor_server server(o);
   httplib::Server& http = server.http();
-  int port = o.port == 0 ? http.bind_to_any_port(o.bind.c_str()) : (http.bind_to_port(o.bind.c_str(), static_cast<int>(o.port)) ? static_cast<int>(o.port) : -1);
+  int port = static_cast<int>(o.port);
+  if (port == 0) port = http.bind_to_any_port(o.bind.c_str());
+  else if (!http.bind_to_port(o.bind.c_str(), port)) port = -1;
   if (port <= 0) throw run_error("cannot listen on " + o.bind + ":" + std::to_string(o.port));
   std::string host = o.bind.find(':') != std::string::npos ? "[" + o.bind + "]" : o.bind;
   std::printf("quorin: editing %s at http://%s:%d/\n", fs::absolute(o.project).string().c_str(), host.c_str(), port);
