@@ -25,53 +25,11 @@ void shut_engine() {
 }
 
 std::string utf8(const std::u16string& s) {
-  std::string out;
-  for (std::size_t i = 0; i < s.size(); ++i) {
-    uint32_t cp = s[i];
-    if (cp >= 0xd800 && cp < 0xdc00 && i + 1 < s.size() && s[i + 1] >= 0xdc00 && s[i + 1] < 0xe000) {
-      cp = 0x10000 + ((cp - 0xd800) << 10) + (s[i + 1] - 0xdc00);
-      ++i;
-    }
-    if (cp < 0x80) {
-      out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-      out.push_back(static_cast<char>(0xc0 | (cp >> 6)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3f)));
-    } else if (cp < 0x10000) {
-      out.push_back(static_cast<char>(0xe0 | (cp >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3f)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3f)));
-    } else {
-      out.push_back(static_cast<char>(0xf0 | (cp >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3f)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3f)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3f)));
-    }
-  }
-  return out;
+  return py::cast(s).cast<std::string>();
 }
 
 std::u16string utf16(const std::string& s) {
-  std::u16string out;
-  for (std::size_t i = 0; i < s.size();) {
-    unsigned char c = static_cast<unsigned char>(s[i]);
-    uint32_t cp = c;
-    std::size_t n = 1;
-    if (c >= 0xf0) cp = c & 0x07, n = 4;
-    else if (c >= 0xe0) cp = c & 0x0f, n = 3;
-    else if (c >= 0xc0) cp = c & 0x1f, n = 2;
-    n = std::min(n, s.size() - i);
-    for (std::size_t k = 1; k < n; ++k) cp = (cp << 6) | (static_cast<unsigned char>(s[i + k]) & 0x3f);
-    i += n;
-    if (cp >= 0x10000) {
-      cp -= 0x10000;
-      out.push_back(static_cast<char16_t>(0xd800 + (cp >> 10)));
-      out.push_back(static_cast<char16_t>(0xdc00 + (cp & 0x3ff)));
-    } else {
-      out.push_back(static_cast<char16_t>(cp));
-    }
-  }
-  return out;
+  return py::str(s).cast<std::u16string>();
 }
 
 std::string choices_text(const std::vector<std::string>& names) {

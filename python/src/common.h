@@ -46,6 +46,7 @@ void shut_engine();          // cleanup(), once; later calls into the engine rai
 
 // ---- text ------------------------------------------------------------------------------------------
 
+// Conversions through Python's codecs: they need the GIL, which every caller holds.
 std::string utf8(const std::u16string& text);
 std::u16string utf16(const std::string& text);
 

@@ -37,28 +37,18 @@ std::vector<qr_node*> checked_upstream(const node_ref& n) {
   return nodes;
 }
 
-// The nodes upstream counted along every path, capped: a bound for the buffers one render holds
-// at once. The pool is made that large up front so that it never has to grow during a render.
-uint32_t upstream_weight(qr_node* n, uint32_t depth) {
-  if (depth > 64) return 0;
-  uint32_t total = 1;
-  for (uint32_t i = 0, c = node_input_count(n); i < c && total < 4096; ++i)
-    if (qr_node* src = node_outputnode_for_input_at(n, i)) total += upstream_weight(src, depth + 1);
-  return total;
-}
-
 struct frame {
   uint32_t index, first, last;
 };
 
-// Renders into a new engine image. The caller holds neither the GIL nor the engine lock.
+// Renders into a new engine image. Checks and set-up run with the GIL; the render itself runs
+// without it, and the engine lock goes before the GIL comes back, since a thread that waits for
+// the engine may hold the GIL.
 image_ptr render_image(const node_ref& n, uint32_t width, uint32_t height, std::optional<float> time, bool preview,
                        std::optional<frame> anim) {
   engine_guard lock = n.use();
   qr_project* p = n.st->project;
   if (anim) {
-    project_anim_start(p, anim->first, anim->last);
-    project_anim_set_curframe(p, anim->index);
     float t = anim->last == anim->first ? 0.0f
                                         : static_cast<float>(anim->index - anim->first) /
                                               static_cast<float>(anim->last - anim->first);
@@ -66,26 +56,12 @@ image_ptr render_image(const node_ref& n, uint32_t width, uint32_t height, std::
   } else if (time) {
     project_animedit_set_normalized_time(p, *time);
   }
-  struct anim_end_t {
-    qr_project* p;
-    bool on;
-    ~anim_end_t() {
-      if (on) project_anim_end(p);
-    }
-  } anim_end{p, anim.has_value()};
-  checked_upstream(n);
-
+  // A routine holds a few buffers while its inputs render, so the nodes upstream bound what one
+  // render holds at once. The pool gets that many up front and never has to grow.
+  const std::size_t upstream = checked_upstream(n).size();
   image_ptr target(imgbuf4f_create(width, height));
-  qr_pool4f* pool = pool4f_create(width, height, std::min<uint32_t>(4 * upstream_weight(n.node, 0) + 8, 1024));
+  qr_pool4f* pool = pool4f_create(width, height, static_cast<uint32_t>(std::min<std::size_t>(4 * upstream + 8, 1024)));
   qr_renderctx* ctx = renderctx_create();
-  struct owned_t {
-    qr_pool4f* pool;
-    qr_renderctx* ctx;
-    ~owned_t() {
-      renderctx_delete(ctx);
-      pool4f_delete(pool);
-    }
-  } owned{pool, ctx};
   renderctx_set_target_buf(ctx, target.get());
   renderctx_set_targetbuf_from_cache(ctx, 0);
   renderctx_set_pool(ctx, pool);
@@ -94,7 +70,24 @@ image_ptr render_image(const node_ref& n, uint32_t width, uint32_t height, std::
   renderctx_set_preview_supersampling(ctx, preview && project_preview_supersampling(p));
   renderctx_set_is_anim(ctx, anim.has_value());
   renderctx_set_project(ctx, p);
-  node_render(n.node, ctx);
+  {
+    py::gil_scoped_release nogil;
+    if (anim) {
+      project_anim_start(p, anim->first, anim->last);
+      project_anim_set_curframe(p, anim->index);
+    }
+    std::exception_ptr failed;
+    try {
+      node_render(n.node, ctx);
+    } catch (...) {
+      failed = std::current_exception();
+    }
+    if (anim) project_anim_end(p);
+    renderctx_delete(ctx);
+    pool4f_delete(pool);
+    lock.unlock();
+    if (failed) std::rethrow_exception(failed);
+  }
   return target;
 }
 
@@ -112,12 +105,7 @@ py::array_t<float> render(const node_ref& n, int64_t width, int64_t height, std:
                           std::optional<frame> anim) {
   check_size(width, height);
   check_time(time);
-  image_ptr image;
-  {
-    py::gil_scoped_release nogil;
-    image = render_image(n, static_cast<uint32_t>(width), static_cast<uint32_t>(height), time, preview, anim);
-  }
-  return as_array(std::move(image));
+  return as_array(render_image(n, static_cast<uint32_t>(width), static_cast<uint32_t>(height), time, preview, anim));
 }
 
 struct frame_iterator {
@@ -160,6 +148,7 @@ void save_png(py::array_t<float, py::array::c_style | py::array::forcecast> imag
   check_size(image.shape(1), image.shape(0));
   std::string path = absolute_path(path_obj);
   const uint32_t w = static_cast<uint32_t>(image.shape(1)), h = static_cast<uint32_t>(image.shape(0));
+  const std::u16string wpath = utf16(path);
   std::u16string message;
   {
     py::gil_scoped_release nogil;
@@ -167,7 +156,7 @@ void save_png(py::array_t<float, py::array::c_style | py::array::forcecast> imag
     for (uint32_t y = 0; y < h; ++y) std::memcpy(imgbuf4f_row(b.get(), y), image.data(y, 0, 0), std::size_t{w} * 16);
     message = read_text([&](qr_char* buf, int32_t cap) {
       buf[0] = 0;
-      engine_saveimage_png(buf, cap, utf16(path).c_str(), b.get(), alpha);
+      engine_saveimage_png(buf, cap, wpath.c_str(), b.get(), alpha);
     });
   }
   if (!message.empty()) {

@@ -81,3 +81,20 @@ def test_time_and_frames_reach_time_curves_and_time_nodes(project):
     assert [f for f, _ in rgb.render_frames(3, 2, 7, 7)] == [7]
     with pytest.raises(ValueError):
         rgb.render_frames(3, 2, 5, 4)
+
+
+def test_renders_from_several_threads_match_renders_one_at_a_time(project):
+    from concurrent.futures import ThreadPoolExecutor
+
+    noise, grad = build_scene(project)
+    other = quorin.Project()
+    marble = other.graphs.add("m").add("Marble")
+    work = [(n, 24 + i) for i in range(6) for n in (noise, grad, marble)]
+    alone = [n.render(size, 20) for n, size in work]
+    with ThreadPoolExecutor(4) as pool:
+        together = list(pool.map(lambda job: job[0].render(job[1], 20), work))
+        reads = list(pool.map(lambda _: dict(noise.params), range(8)))
+    for a, b in zip(alone, together):
+        np.testing.assert_array_equal(a, b)
+    assert all(r == reads[0] for r in reads)
+    other.close()
