@@ -39,17 +39,16 @@ std::string choices_text(const std::vector<std::string>& names) {
   return out;
 }
 
-std::string unknown_name(const std::string& what, const std::string& name, const std::vector<std::string>& names) {
-  std::string msg = "unknown " + what + " '" + name + "'";
+std::string unknown_name(const std::string& what, const std::string& name, const std::vector<std::string>& names,
+                         const std::string& where) {
+  std::string msg = "unknown " + what + " '" + name + "'" + where;
   // A name that differs only in case is the likeliest slip.
   for (const std::string& n : names) {
     if (n.size() != name.size()) continue;
     bool same = std::equal(n.begin(), n.end(), name.begin(),
                            [](char a, char b) { return std::tolower((unsigned char)a) == std::tolower((unsigned char)b); });
-    if (same) {
-      msg += "; did you mean '" + n + "'?";
-      break;
-    }
+    if (same)
+      return msg + "; did you mean '" + n + "'? valid choices: " + choices_text(names);
   }
   return msg + "; valid choices: " + choices_text(names);
 }

@@ -63,9 +63,12 @@ std::u16string read_text(Read&& read) {
   return {};
 }
 
-// "'a', 'b', 'c'" for messages; with `near`, the closest names come first as a suggestion.
+// "'a', 'b', 'c'" for messages.
 std::string choices_text(const std::vector<std::string>& names);
-std::string unknown_name(const std::string& what, const std::string& name, const std::vector<std::string>& names);
+// "unknown WHAT 'name'WHERE; did you mean 'Name'?; valid choices: ...", the suggestion only for a
+// name that differs in case alone.
+std::string unknown_name(const std::string& what, const std::string& name, const std::vector<std::string>& names,
+                         const std::string& where = "");
 
 // ---- parameter values --------------------------------------------------------------------------
 

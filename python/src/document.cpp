@@ -77,7 +77,7 @@ std::vector<std::string> node_names(qr_graph* g) {
 node_ref node_by_name(const graph_ref& g, const std::string& name) {
   for (uint32_t i = 0, n = graph_node_count(g.graph); i < n; ++i)
     if (node_name(graph_node_at(g.graph, i)) == name) return node_ref(g, graph_node_at(g.graph, i));
-  throw py::key_error(unknown_name("node name", name, node_names(g.graph)) + " in graph '" + graph_name(g.graph) + "'");
+  throw py::key_error(unknown_name("node", name, node_names(g.graph), " in graph '" + graph_name(g.graph) + "'"));
 }
 
 void remove_node(const graph_ref& g, const node_ref& n) {
@@ -119,7 +119,7 @@ uint32_t port_index(qr_node* n, const std::string& name, bool inputs) {
   std::vector<std::string> names = port_names(n, inputs);
   for (uint32_t i = 0; i < names.size(); ++i)
     if (names[i] == name) return i;
-  throw py::key_error(unknown_name(inputs ? "input" : "output", name, names) + " of " + node_label(n));
+  throw py::key_error(unknown_name(inputs ? "input" : "output", name, names, " of " + node_label(n)));
 }
 
 // Connects `source` (its output `output`, by default the first) to the input of `n`, keeping both
@@ -162,7 +162,7 @@ void connect(const node_ref& n, const std::string& input, const py::object& sour
 const param_info& param_of(qr_node* n, const std::string& name) {
   const type_info& t = node_spec(n);
   const param_info* p = t.param(name);
-  if (!p) throw py::key_error(unknown_name("parameter", name, t.param_names()) + " of " + node_label(n));
+  if (!p) throw py::key_error(unknown_name("parameter", name, t.param_names(), " of " + node_label(n)));
   return *p;
 }
 
@@ -210,7 +210,7 @@ void write_param(qr_node* n, const param_info& p, const py::handle& v) {
     if (PyUnicode_Check(v.ptr())) {
       name = v.cast<std::string>();
       if (std::find(p.enum_values.begin(), p.enum_values.end(), name) == p.enum_values.end())
-        throw py::value_error(unknown_name("value", name, p.enum_values) + " for enum parameter '" + p.name + "'");
+        throw py::value_error(unknown_name("value", name, p.enum_values, " for enum parameter '" + p.name + "'"));
     } else if (!PyBool_Check(v.ptr()) && PyIndex_Check(v.ptr())) {
       long long index = py::reinterpret_steal<py::int_>(PyNumber_Index(v.ptr())).cast<long long>();
       if (index < 0 || index >= static_cast<long long>(p.enum_values.size()))
