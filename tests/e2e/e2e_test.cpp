@@ -11,6 +11,8 @@
 #include <map>
 #include <string>
 
+#include <nlohmann/json.hpp>
+
 #include "codecs/decode.h"
 #include "core/imgbuf.h"
 
@@ -90,7 +92,7 @@ TEST(QuorinCommand, RendersEveryGraphOfEveryExampleProject) {
       if (r.status == 1 && r.err.find("no graph") != std::string::npos && graph > 0) break;
       ASSERT_EQ(r.status, 0) << r.err;
       ++renders;
-      EXPECT_NE(r.out.find("\"size\": [64, 48]"), std::string::npos) << r.out;
+      EXPECT_EQ(nlohmann::json::parse(r.out)["size"], nlohmann::json({64, 48})) << r.out;
       EXPECT_TRUE(r.err.empty()) << r.err;
       const std::string png = read_file(out);
       EXPECT_EQ(png_header(png), (std::array<uint32_t, 3>{64, 48, 2}));  // RGB without --alpha
@@ -141,7 +143,9 @@ TEST(QuorinCommand, ReportsMistakesClearlyWithAnExitStatus) {
       {"render " + examples + "generators.xml -o /no/such/folder/x.png", 1, "output folder does not exist"},
       {"render " + examples + "generators.xml", 2, "no output file"},
       {render + " --frames 0-3", 2, "pattern"},
-      {render + " --bogus", 2, "unknown option"},
+      {render + " --bogus", 2, "not expected"},
+      {render + " --time 0.5 --frames 0-1", 2, "excludes"},
+      {render + " --time 2", 2, "bad time"},
       {render + " --set clouds.no-such-param=1", 1, "no parameter"},
       {render + " --set clouds.seed", 2, "bad --set"},
       {"render " + examples + "animation.xml -o " + out + " --set amount.expression=1+", 1, "exception"},
@@ -167,5 +171,7 @@ TEST(QuorinCommand, HelpInfoAndCatalogue) {
     EXPECT_EQ(r.status, 0) << args << r.err;
     EXPECT_NE(r.out.find(text), std::string::npos) << args << r.out;
   }
-  EXPECT_EQ(run("info " + examples + "generators.xml --json").out.rfind("{\"file\": ", 0), 0u);
+  const nlohmann::json info = nlohmann::json::parse(run("info " + examples + "generators.xml --json").out);
+  EXPECT_EQ(info["graphs"].size(), 5u);
+  EXPECT_EQ(info["graphs"][0]["name"], "clouds");
 }

@@ -1,9 +1,14 @@
 // quorin render: one or more nodes of a project, one image or a sequence of frames each.
-#include <atomic>
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <string>
@@ -16,29 +21,6 @@
 namespace quorin_cli {
 namespace {
 
-const char* const render_help =
-    "usage: quorin render PROJECT.xml -o OUT.png [options]\n"
-    "\n"
-    "Renders a node of the active graph (or of the first graph when none is active) to a PNG.\n"
-    "\n"
-    "options:\n"
-    "  -o, --output FILE     the PNG to write; repeat it to pair one file with each --node.\n"
-    "                        With --frames it holds a frame number pattern: %d (or %04d and the\n"
-    "                        like) or a run of # (zero-padded to its length)\n"
-    "  --graph NAME|INDEX    the graph to render from\n"
-    "  --node NAME|INDEX     the node to render (repeatable); a node's name, its index in the\n"
-    "                        graph or its type name. Default: what the graph's first Output node\n"
-    "                        receives, else the last node whose output nothing uses.\n"
-    "                        With several nodes and one -o, each file gets '-NODE' before '.png'\n"
-    "  --size WxH            image size in pixels (default: the project's render size)\n"
-    "  --alpha               write RGBA instead of RGB\n"
-    "  --set NODE.PARAM=VALUE  set a parameter before rendering (repeatable)\n"
-    "  --time T              normalised animation time, 0 to 1 (default 0)\n"
-    "  --frames A-B          render the animation frames A to B\n"
-    "  --preview             render as an editor preview (preview flags set)\n"
-    "  --json                print one line of JSON per file written: path, node, size, milliseconds\n"
-    "  --verbose             show the engine's debug messages on standard error\n";
-
 struct render_options {
   std::string project_path;
   std::vector<std::string> outputs;
@@ -47,7 +29,6 @@ struct render_options {
   uint32_t width = 0, height = 0;
   bool alpha = false;
   std::vector<std::string> sets;
-  bool has_time = false;
   float time = 0.0f;
   bool has_frames = false;
   uint32_t first_frame = 0, last_frame = 0;
@@ -56,71 +37,18 @@ struct render_options {
   bool verbose = false;
 };
 
-std::string take_value(const std::vector<std::string>& args, std::size_t& i) {
-  if (i + 1 >= args.size()) throw usage_error("option " + args[i] + " needs a value");
-  return args[++i];
+// "WxH", each side 1 to 32768.
+bool parse_size(const std::string& v, uint32_t& width, uint32_t& height) {
+  std::size_t x = v.find_first_of("xX");
+  return x != std::string::npos && parse_uint(v.substr(0, x), width) && parse_uint(v.substr(x + 1), height) &&
+         width > 0 && height > 0 && width <= 32768 && height <= 32768;
 }
 
-render_options parse_options(const std::vector<std::string>& args) {
-  render_options o;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    if (a == "--help" || a == "-h") {
-      std::fputs(render_help, stdout);
-      std::exit(0);
-    } else if (a == "-o" || a == "--output") {
-      o.outputs.push_back(take_value(args, i));
-    } else if (a == "--graph") {
-      o.graph = take_value(args, i);
-      if (o.graph.empty()) throw usage_error("--graph needs a name or an index");
-    } else if (a == "--node") {
-      o.nodes.push_back(take_value(args, i));
-    } else if (a == "--size") {
-      std::string v = take_value(args, i);
-      std::size_t x = v.find_first_of("xX");
-      if (x == std::string::npos || !parse_uint(v.substr(0, x), o.width) ||
-          !parse_uint(v.substr(x + 1), o.height) || o.width == 0 || o.height == 0 ||
-          o.width > 32768 || o.height > 32768)
-        throw usage_error("bad size '" + v + "': give WIDTHxHEIGHT, each 1 to 32768");
-    } else if (a == "--alpha") {
-      o.alpha = true;
-    } else if (a == "--set") {
-      o.sets.push_back(take_value(args, i));
-    } else if (a == "--time") {
-      std::string v = take_value(args, i);
-      char* end = nullptr;
-      double t = std::strtod(v.c_str(), &end);
-      if (v.empty() || *end || !(t >= 0.0 && t <= 1.0))
-        throw usage_error("bad time '" + v + "': give a number from 0 to 1");
-      o.has_time = true;
-      o.time = static_cast<float>(t);
-    } else if (a == "--frames") {
-      std::string v = take_value(args, i);
-      std::size_t dash = v.find('-');
-      if (dash == std::string::npos || !parse_uint(v.substr(0, dash), o.first_frame) ||
-          !parse_uint(v.substr(dash + 1), o.last_frame) || o.last_frame < o.first_frame)
-        throw usage_error("bad frame range '" + v + "': give FIRST-LAST, e.g. 0-24");
-      o.has_frames = true;
-    } else if (a == "--preview") {
-      o.preview = true;
-    } else if (a == "--json") {
-      o.json = true;
-    } else if (a == "--verbose") {
-      o.verbose = true;
-    } else if (!a.empty() && a[0] == '-') {
-      throw usage_error("unknown option '" + a + "'");
-    } else if (o.project_path.empty()) {
-      o.project_path = a;
-    } else {
-      throw usage_error("unexpected argument '" + a + "'");
-    }
-  }
-  if (o.project_path.empty()) throw usage_error("no project file given");
-  if (o.outputs.empty()) throw usage_error("no output file given (-o OUT.png)");
-  if (o.outputs.size() > 1 && o.outputs.size() != std::max<std::size_t>(o.nodes.size(), 1))
-    throw usage_error("give one -o, or one -o for each --node");
-  if (o.has_frames && o.has_time) throw usage_error("--time and --frames exclude each other");
-  return o;
+// "A-B" with A <= B.
+bool parse_frames(const std::string& v, uint32_t& first, uint32_t& last) {
+  std::size_t dash = v.find('-');
+  return dash != std::string::npos && parse_uint(v.substr(0, dash), first) && parse_uint(v.substr(dash + 1), last) &&
+         first <= last;
 }
 
 // The frame pattern of an output path: "%d", "%0Nd" or a run of '#'.
@@ -299,10 +227,11 @@ class progress_reporter {
   std::thread thread_;
 };
 
-}  // namespace
-
-int cmd_render(const std::vector<std::string>& args) {
-  render_options o = parse_options(args);
+void run_render(const render_options& o) {
+  if (o.project_path.empty()) throw usage_error("no project file given");
+  if (o.outputs.empty()) throw usage_error("no output file given (-o OUT.png)");
+  if (o.outputs.size() > 1 && o.outputs.size() != std::max<std::size_t>(o.nodes.size(), 1))
+    throw usage_error("give one -o, or one -o for each --node");
   engine_session session(o.verbose);
   loaded_project loaded(o.project_path);
   qr_project* p = loaded.project;
@@ -386,13 +315,73 @@ int cmd_render(const std::vector<std::string>& args) {
       if (message[0]) throw run_error("could not write " + path + ": " + to_u8(message));
       double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
       if (o.json)
-        std::printf("{\"path\": %s, \"node\": %s, \"size\": [%u, %u], \"milliseconds\": %.1f}\n",
-                    json_string(path).c_str(), json_string(label).c_str(), width, height, ms);
+        std::puts(json_text({{"path", path}, {"node", label}, {"size", {width, height}},
+                             {"milliseconds", std::round(ms * 10.0) / 10.0}}).c_str());
     }
   }
   if (o.has_frames) project_anim_end(p);
   std::fflush(stdout);
-  return 0;
+}
+
+// A check that gives `message`, with the refused value in place of %s, when `ok` refuses a value.
+CLI::Validator value_check(std::function<bool(const std::string&)> ok, std::string message) {
+  return CLI::Validator([ok, message](std::string& v) {
+    if (ok(v)) return std::string();
+    std::string m = message;
+    if (std::size_t at = m.find("%s"); at != std::string::npos) m.replace(at, 2, v);
+    return m;
+  }, "");
+}
+
+}  // namespace
+
+void add_render_command(CLI::App& app) {
+  auto o = std::make_shared<render_options>();
+  CLI::App* cmd = app.add_subcommand(
+      "render", "Renders a node of the active graph (or of the first graph when none is active) to an image file.");
+  cmd->footer(
+      "The node rendered by default is what the graph's first Output node receives, else the last node\n"
+      "whose output nothing uses. A node is named by its name, its index in the graph or its type name.\n"
+      "With several --node and one -o, each file gets '-NODE' before its extension. With --frames the\n"
+      "output holds a frame number pattern: %d (or %04d and the like) or a run of # (zero-padded to its\n"
+      "length); time runs from 0 at the first frame to 1 at the last.");
+  cmd->add_option("project", o->project_path, "the project file")->type_name("PROJECT.xml");
+  cmd->add_option("-o,--output", o->outputs,
+                  "the image to write; one per --node, or one for all")
+      ->type_name("FILE")->allow_extra_args(false);
+  cmd->add_option("--graph", o->graph, "the graph to render from, by name or index")
+      ->type_name("NAME|INDEX")
+      ->check(value_check([](const std::string& v) { return !v.empty(); }, "needs a name or an index"));
+  cmd->add_option("--node", o->nodes,
+                  "a node to render (repeatable)")
+      ->type_name("NAME|INDEX")->allow_extra_args(false);
+  cmd->add_option("--size", "image size (default: the project's render size)")
+      ->type_name("WxH")
+      ->check(value_check([o](const std::string& v) { return parse_size(v, o->width, o->height); },
+                          "bad size '%s': give WIDTHxHEIGHT, each 1 to 32768"));
+  cmd->add_flag("--alpha", o->alpha, "write RGBA instead of RGB");
+  cmd->add_option("--set", o->sets, "set a parameter first (repeatable)")
+      ->type_name("NODE.PARAM=VALUE")->allow_extra_args(false);
+  CLI::Option* time = cmd->add_option("--time", o->time, "animation time, 0 to 1 (default 0)")
+                          ->type_name("T")
+                          ->check(value_check([](const std::string& v) {
+                            char* end = nullptr;
+                            double t = std::strtod(v.c_str(), &end);
+                            return !v.empty() && !*end && t >= 0.0 && t <= 1.0;
+                          }, "bad time '%s': give a number from 0 to 1"));
+  CLI::Option* frames =
+      cmd->add_option("--frames", "render the animation frames A to B")
+          ->type_name("A-B")
+          ->check(value_check([o](const std::string& v) { return parse_frames(v, o->first_frame, o->last_frame); },
+                              "bad frame range '%s': give FIRST-LAST, e.g. 0-24"));
+  time->excludes(frames);
+  cmd->add_flag("--preview", o->preview, "render as an editor preview");
+  cmd->add_flag("--json", o->json, "a JSON line per file: path, node, size, milliseconds");
+  cmd->add_flag("--verbose", o->verbose, "show the engine's debug messages on stderr");
+  cmd->callback([o, frames] {
+    o->has_frames = frames->count() > 0;
+    run_render(*o);
+  });
 }
 
 }  // namespace quorin_cli
