@@ -5,7 +5,7 @@ packages=(build-essential cmake pkg-config
           libpng-dev libjpeg62-turbo-dev libjxr-dev libboost-dev libxml2-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core
           libgtest-dev libbenchmark-dev
-          libcli11-dev nlohmann-json3-dev)
+          libcli11-dev nlohmann-json3-dev libopenexr-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "cli.h"
+#include "frame_jobs.h"
+#include "image_files.h"
 
 namespace quorin_cli {
 namespace {
@@ -32,6 +34,8 @@ struct render_options {
   float time = 0.0f;
   bool has_frames = false;
   uint32_t first_frame = 0, last_frame = 0;
+  uint32_t depth = 0;  // 0: the format's default
+  uint32_t jobs = 0;   // 0: one per processor
   bool preview = false;
   bool json = false;
   bool verbose = false;
@@ -247,6 +251,8 @@ void run_render(const render_options& o) {
     else if (nodes.size() == 1) outputs.push_back(o.outputs[0]);
     else outputs.push_back(with_suffix(o.outputs[0], node_label(g, nodes[i])));
   }
+  std::vector<image_format> formats;
+  for (const std::string& out : outputs) formats.push_back(format_for(out, o.depth));
   std::set<std::string> distinct(outputs.begin(), outputs.end());
   if (distinct.size() != outputs.size()) throw usage_error("two nodes would write the same file");
   for (const std::string& out : outputs) {
@@ -288,13 +294,11 @@ void run_render(const render_options& o) {
   parse_stored_expressions(g, ctx);
   for (const std::string& s : o.sets) apply_set(g, s);
 
-  uint32_t frames = o.has_frames ? o.last_frame - o.first_frame + 1 : 1;
   if (o.has_frames) project_anim_start(p, o.first_frame, o.last_frame);
   else project_animedit_set_normalized_time(p, o.time);
 
-  progress_reporter progress;
-  for (uint32_t f = 0; f < frames; ++f) {
-    uint32_t frame = o.first_frame + f;
+  // Renders every node at one frame (or at --time), writes their files and gives the JSON lines.
+  auto render_frame = [&](uint32_t frame) {
     if (o.has_frames) {
       project_anim_set_curframe(p, frame);
       float t = o.last_frame == o.first_frame
@@ -302,24 +306,35 @@ void run_render(const render_options& o) {
                     : static_cast<float>(frame - o.first_frame) / static_cast<float>(o.last_frame - o.first_frame);
       project_animedit_set_normalized_time(p, t);
     }
+    std::string lines;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
-      std::string label = node_label(g, nodes[i]);
-      progress.job(o.has_frames ? "frame " + std::to_string(f + 1) + "/" + std::to_string(frames) + " (" + label + ")"
-                                : "rendering " + label);
-      std::string path = o.has_frames ? frame_path(outputs[i], frame) : outputs[i];
+      const std::string path = o.has_frames ? frame_path(outputs[i], frame) : outputs[i];
       auto start = std::chrono::steady_clock::now();
       node_render(nodes[i], ctx);
-      qr_char message[512] = {0};
-      engine_saveimage_png(message, 512, to_u16(std::filesystem::absolute(path).string()).c_str(), target,
-                           o.alpha);
-      if (message[0]) throw run_error("could not write " + path + ": " + to_u8(message));
+      write_image(path, target, o.alpha, formats[i]);
       double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
       if (o.json)
-        std::puts(json_text({{"path", path}, {"node", label}, {"size", {width, height}},
-                             {"milliseconds", std::round(ms * 10.0) / 10.0}}).c_str());
+        lines += json_text({{"path", path}, {"node", node_label(g, nodes[i])}, {"size", {width, height}},
+                            {"milliseconds", std::round(ms * 10.0) / 10.0}}) + "\n";
     }
+    return lines;
+  };
+
+  progress_reporter progress;
+  if (!o.has_frames) {
+    progress.job("rendering " + node_label(g, nodes[0]));
+    std::fputs(render_frame(0).c_str(), stdout);
+  } else {
+    const uint32_t count = o.last_frame - o.first_frame + 1;
+    uint32_t done = 0;
+    progress.job("0/" + std::to_string(count) + " frames finished");
+    run_frames(o.first_frame, o.last_frame, o.jobs ? o.jobs : default_jobs(), render_frame,
+               [&](uint32_t, const std::string& lines) {
+                 std::fputs(lines.c_str(), stdout);
+                 progress.job(std::to_string(++done) + "/" + std::to_string(count) + " frames finished");
+               });
+    project_anim_end(p);
   }
-  if (o.has_frames) project_anim_end(p);
   std::fflush(stdout);
 }
 
@@ -344,7 +359,12 @@ void add_render_command(CLI::App& app) {
       "whose output nothing uses. A node is named by its name, its index in the graph or its type name.\n"
       "With several --node and one -o, each file gets '-NODE' before its extension. With --frames the\n"
       "output holds a frame number pattern: %d (or %04d and the like) or a run of # (zero-padded to its\n"
-      "length); time runs from 0 at the first frame to 1 at the last.");
+      "length); time runs from 0 at the first frame to 1 at the last.\n"
+      "A name ending in .exr gives an OpenEXR file whose values are the rendered floats, also above 1\n"
+      "and below 0. Any other name gives a PNG. 8-bit PNG is the engine's own: q = trunc(v * 255 + 0.5),\n"
+      "255 when bit 8 of q is set, else its low 8 bits. 16-bit PNG scales that rule to 65535:\n"
+      "q = trunc(v * 65535 + 0.5), 65535 when bit 16 of q is set, else its low 16 bits; so values\n"
+      "up to 2 saturate, small negative values give the top value, and larger values wrap around.");
   cmd->add_option("project", o->project_path, "the project file")->type_name("PROJECT.xml");
   cmd->add_option("-o,--output", o->outputs,
                   "the image to write; one per --node, or one for all")
@@ -375,6 +395,10 @@ void add_render_command(CLI::App& app) {
           ->check(value_check([o](const std::string& v) { return parse_frames(v, o->first_frame, o->last_frame); },
                               "bad frame range '%s': give FIRST-LAST, e.g. 0-24"));
   time->excludes(frames);
+  cmd->add_option("--depth", o->depth, "bits per channel: PNG 8 (default) or 16, EXR 16 (half, default) or 32")
+      ->type_name("BITS")->check(CLI::IsMember({8, 16, 32}));
+  cmd->add_option("--jobs", o->jobs, "frames rendered at once, in worker processes (default: one per processor)")
+      ->type_name("N")->check(CLI::Range(1, 1024));
   cmd->add_flag("--preview", o->preview, "render as an editor preview");
   cmd->add_flag("--json", o->json, "a JSON line per file: path, node, size, milliseconds");
   cmd->add_flag("--verbose", o->verbose, "show the engine's debug messages on stderr");
