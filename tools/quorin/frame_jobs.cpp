@@ -83,6 +83,7 @@ bool send(int fd, uint32_t frame, message_kind kind, const std::string& text) {
       const std::string text = render(frame);
       if (!send(fd, frame, frame_done, text)) break;
     } catch (...) {
+      queue->stop.store(1);
       send(fd, frame, frame_failed, failure_text(std::current_exception()));
       ::_exit(1);
     }
