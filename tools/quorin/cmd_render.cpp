@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -190,7 +191,8 @@ void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx) {
 // Prints a progress line on standard error while a render has taken longer than a second.
 class progress_reporter {
  public:
-  progress_reporter() : tty_(isatty(STDERR_FILENO)), thread_([this] { run(); }) {}
+  explicit progress_reporter(const std::string& what)
+      : tty_(isatty(STDERR_FILENO)), what_(what), thread_([this] { run(); }) {}
   ~progress_reporter() {
     {
       std::lock_guard<std::mutex> g(m_);
@@ -320,18 +322,18 @@ void run_render(const render_options& o) {
     return lines;
   };
 
-  progress_reporter progress;
   if (!o.has_frames) {
-    progress.job("rendering " + node_label(g, nodes[0]));
+    progress_reporter progress("rendering " + node_label(g, nodes[0]));
     std::fputs(render_frame(0).c_str(), stdout);
   } else {
     const uint32_t count = o.last_frame - o.first_frame + 1;
     uint32_t done = 0;
-    progress.job("0/" + std::to_string(count) + " frames finished");
+    std::optional<progress_reporter> progress;  // its thread starts once the workers are forked
     run_frames(o.first_frame, o.last_frame, o.jobs ? o.jobs : default_jobs(), render_frame,
+               [&] { progress.emplace("0/" + std::to_string(count) + " frames finished"); },
                [&](uint32_t, const std::string& lines) {
                  std::fputs(lines.c_str(), stdout);
-                 progress.job(std::to_string(++done) + "/" + std::to_string(count) + " frames finished");
+                 progress->job(std::to_string(++done) + "/" + std::to_string(count) + " frames finished");
                });
     project_anim_end(p);
   }

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -107,6 +108,7 @@ std::string exit_reason(pid_t pid) {
 }
 
 void run_in_workers(uint32_t first, uint32_t last, uint32_t jobs, const std::function<std::string(uint32_t)>& render,
+                    const std::function<void()>& started,
                     const std::function<void(uint32_t, const std::string&)>& finished) {
   void* mem = mmap(nullptr, sizeof(shared_queue), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (mem == MAP_FAILED) throw run_error(std::string("cannot share memory with workers: ") + std::strerror(errno));
@@ -146,6 +148,7 @@ void run_in_workers(uint32_t first, uint32_t last, uint32_t jobs, const std::fun
     munmap(mem, sizeof(shared_queue));
     throw run_error(std::string("cannot start worker processes: ") + std::strerror(errno));
   }
+  started();
   while (open > 0) {
     std::vector<pollfd> fds;
     std::vector<worker_state*> owners;
@@ -192,9 +195,11 @@ void run_in_workers(uint32_t first, uint32_t last, uint32_t jobs, const std::fun
 }  // namespace
 
 void run_frames(uint32_t first, uint32_t last, uint32_t jobs, const std::function<std::string(uint32_t)>& render,
+                const std::function<void()>& started,
                 const std::function<void(uint32_t, const std::string&)>& finished) {
   jobs = std::min<uint64_t>(jobs, uint64_t(last) - first + 1);
-  if (jobs > 1) return run_in_workers(first, last, jobs, render, finished);
+  if (jobs > 1) return run_in_workers(first, last, jobs, render, started, finished);
+  started();
   for (uint32_t frame = first;; ++frame) {
     std::string text;
     try {
