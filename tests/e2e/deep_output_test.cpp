@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "command_run.h"
+#include "core/renderctx.h"
 #include "quorin/quorin.h"
 
 namespace {
@@ -38,18 +39,9 @@ std::vector<float> render_dusk() {
   node_set_param_value(n, u"mincolor-horz", u"(2.5,-0.5,0.3)");
   qr_pool4f* pool = pool4f_create(width, height, 8);
   qr_imgbuf4f* target = imgbuf4f_create(width, height);
-  qr_renderctx* ctx = renderctx_create();
-  renderctx_set_target_buf(ctx, target);
-  renderctx_set_targetbuf_from_cache(ctx, 0);
-  renderctx_set_pool(ctx, pool);
-  renderctx_set_for_thumbnail(ctx, 0);
-  renderctx_set_for_preview(ctx, 0);
-  renderctx_set_preview_supersampling(ctx, 0);
-  renderctx_set_is_anim(ctx, 0);
-  renderctx_set_project(ctx, p);
-  node_render(n, ctx);
+  const quorin_engine::renderctx ctx{target, false, pool, false, false, false, false, p};
+  node_render(n, &ctx);
   std::vector<float> out(imgbuf4f_buf(target), imgbuf4f_buf(target) + width * height * 4);
-  renderctx_delete(ctx);
   imgbuf4f_delete(target);
   pool4f_delete(pool);
   project_delete(p);
