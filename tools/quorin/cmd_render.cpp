@@ -323,7 +323,8 @@ void run_render(const render_options& o) {
   };
 
   if (!o.has_frames) {
-    progress_reporter progress("rendering " + node_label(g, nodes[0]));
+    progress_reporter progress("rendering " +
+                               (nodes.size() == 1 ? node_label(g, nodes[0]) : std::to_string(nodes.size()) + " nodes"));
     std::fputs(render_frame(0).c_str(), stdout);
   } else {
     const uint32_t count = o.last_frame - o.first_frame + 1;
@@ -368,14 +369,12 @@ void add_render_command(CLI::App& app) {
       "q = trunc(v * 65535 + 0.5), 65535 when bit 16 of q is set, else its low 16 bits; so values\n"
       "up to 2 saturate, small negative values give the top value, and larger values wrap around.");
   cmd->add_option("project", o->project_path, "the project file")->type_name("PROJECT.xml");
-  cmd->add_option("-o,--output", o->outputs,
-                  "the image to write; one per --node, or one for all")
+  cmd->add_option("-o,--output", o->outputs, "the image to write; one per --node, or one for all")
       ->type_name("FILE")->allow_extra_args(false);
   cmd->add_option("--graph", o->graph, "the graph to render from, by name or index")
       ->type_name("NAME|INDEX")
       ->check(value_check([](const std::string& v) { return !v.empty(); }, "needs a name or an index"));
-  cmd->add_option("--node", o->nodes,
-                  "a node to render (repeatable)")
+  cmd->add_option("--node", o->nodes, "a node to render (repeatable)")
       ->type_name("NAME|INDEX")->allow_extra_args(false);
   cmd->add_option("--size", "image size (default: the project's render size)")
       ->type_name("WxH")
