@@ -21,7 +21,7 @@ struct pair_t {
 // Each pixel's red, green and blue take three different pairs; alpha takes one of `alphas`.
 const pair_t pairs[] = {{0, 0},      {1, 0},       {0, 1},       {1, 1},      {0.5f, 0.5f},  {0.25f, 0.75f},
                         {0.8f, 0.3f}, {0.3f, 0.2f}, {0.6f, 0.9f}, {0.5f, 0.1f}, {0.1f, 0.25f}, {1.5f, -0.25f},
-                        {-0.5f, 2.0f}, {nan_f, 0.5f}, {0.4f, nan_f}};
+                        {-0.5f, 2.0f}, {nan_f, 0.5f}, {0.4f, nan_f}, {INFINITY, 0.5f}};
 constexpr uint32_t n_pairs = std::size(pairs);
 const pair_t alphas[] = {{1, 1}, {0.6f, 0.3f}, {0.2f, 0.9f}, {1.5f, 0.4f}, {-0.3f, 0.2f}, {nan_f, 0.5f}};
 
@@ -131,8 +131,8 @@ const char16_t* const mode_names[23] = {u"Normal", u"Multiply", u"Screen", u"Ove
 const char16_t* const alpha_names[9] = {u"Input1", u"Input2",   u"Set",  u"Clear", u"Multiply",
                                         u"Add",    u"Subtract", u"Min", u"Max"};
 
-bool has_nan(const pair_t& a, const pair_t& b, const pair_t& c) {
-  return std::isnan(a.S + a.B + b.S + b.B + c.S + c.B);
+bool not_finite(const pair_t& a, const pair_t& b, const pair_t& c) {
+  return !std::isfinite(a.S + a.B + b.S + b.B + c.S + c.B);
 }
 
 // Renders Blend or GreyBlend (type 1023 or 1068) over the pair images and checks every pixel.
@@ -156,7 +156,7 @@ void check_blend(uint32_t type, uint32_t mode, uint32_t alpha, bool swap) {
     } else if (mode < 19) {
       for (int c = 0; c < 3; ++c) want[c] = separable[mode](ch[c].S, ch[c].B);
     } else {
-      if (has_nan(ch[0], ch[1], ch[2])) continue;
+      if (not_finite(ch[0], ch[1], ch[2])) continue;
       rgb r = non_separable[mode - 19]({ch[0].S, ch[1].S, ch[2].S}, {ch[0].B, ch[1].B, ch[2].B});
       for (int c = 0; c < 3; ++c) want[c] = clamp1(r[c]);
     }
