@@ -302,7 +302,8 @@ void render_operation(shadetree_node_t& node, const renderctx& ctx, const char16
   with_operands(node, ctx, name1, name2, [&](const imgbuf4f& first, const imgbuf4f& second) {
     uint32_t op = limit_enum(fetch_enum_input(node, ctx, u"operation", operation_input, op_add), op_subtract);
     with_index<3>(op, [&](auto o) {
-      each_pixel(*ctx.target_buf, first, second, combine_pixel<decltype(o)::value, Grey>);
+      each_pixel(*ctx.target_buf, first, second,
+                 [](const float* a, const float* b, float* d) { combine_pixel<decltype(o)::value, Grey>(a, b, d); });
     });
   });
 }
@@ -322,7 +323,9 @@ void render_blend(shadetree_node_t& node, const renderctx& ctx, const char16_t* 
     with_index<modes>(static_cast<uint32_t>(mode), [&](auto m) {
       using mode_t = std::tuple_element_t<decltype(m)::value, blend_modes>;
       with_index<9>(alpha, [&](auto a) {
-        each_pixel(*ctx.target_buf, S, B, blend_pixel<mode_t, decltype(a)::value, Grey>);
+        each_pixel(*ctx.target_buf, S, B, [](const float* s, const float* b, float* d) {
+          blend_pixel<mode_t, decltype(a)::value, Grey>(s, b, d);
+        });
       });
     });
   });
