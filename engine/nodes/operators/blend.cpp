@@ -331,8 +331,9 @@ void render_blend(shadetree_node_t& node, const renderctx& ctx, const char16_t* 
   });
 }
 
-// The factor image of the ApplyAlpha pair runs from `factor_name`; returns false, target cleared,
-// when neither operand or no factor is connected.
+// ApplyAlpha and ApplyAlphaGrey: the operands mixed by a factor image rendered after them, a grey
+// factor (its red float) taking precedence over an RGB one. With no factor, or neither operand,
+// the target is cleared.
 template <bool Grey>
 void render_apply_alpha(shadetree_node_t& node, const renderctx& ctx, const char16_t* name1,
                         const char16_t* name2, shadetree_node_t* factor_grey, shadetree_node_t* factor_rgb) {
