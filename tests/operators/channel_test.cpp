@@ -30,21 +30,6 @@ px4 source_px(uint32_t x, uint32_t r) {
 
 float clamp1(float v) { return std::min(std::max(v, 0.0f), 1.0f); }
 
-struct sample_rig {
-  op_rig rig{W, H};
-  shadetree_node_t* src = rig.image([](uint32_t x, uint32_t r, float* px) { std::copy_n(source_px(x, r).begin(), 4, px); });
-
-  void check(uint32_t type, const char16_t* input, params_list params, const std::function<px4(const px4&)>& want,
-             const std::string& what) {
-    shadetree_node_t* op = rig.node(type, params);
-    op_rig::connect(op, input, src);
-    auto out = rig.render(op);
-    for (uint32_t r = 0; r < H; ++r)
-      for (uint32_t x = 0; x < W; ++x)
-        expect_px(pixel(*out, x, r), want(source_px(x, r)), what + " at " + std::to_string(x) + "," + std::to_string(r));
-  }
-};
-
 px4 grey_of(float v, float a) { return {v, v, v, a}; }
 
 float hsv_channel(const px4& p, int ch) {
@@ -63,7 +48,7 @@ float hsv_channel(const px4& p, int ch) {
 }  // namespace
 
 TEST(Channel, InversionLuminanceDemuxReductionHsvAndRemap) {
-  sample_rig t;
+  source_rig t(W, H, source_px);
   const char16_t* sets[12] = {u"R", u"G", u"B", u"Alpha", u"RGB", u"RGBA", u"RG", u"GB", u"RB", u"RGA", u"GBA", u"RBA"};
   const int masks[12] = {1, 2, 4, 8, 7, 15, 3, 6, 5, 11, 14, 13};
   for (int set = 0; set < 12; ++set)
@@ -172,18 +157,14 @@ TEST(Channel, MultiplexersSwitchAndHsvJoin) {
   op_rig::connect(join, u"satchan", row.image([&](uint32_t x, uint32_t, float* px) { px[0] = sats[x]; }));
   op_rig::connect(join, u"valchan", row.image([&](uint32_t, uint32_t, float* px) { px[0] = 0.8f; }));
   auto out = row.render(join);
-  for (uint32_t x = 0; x < 10; ++x) {
+  expect_image(*out, [&](uint32_t x, uint32_t) {
     float H = hues[x] * 360, S = sats[x], V = 0.8f;
-    px4 want{V, V, V, 1};
-    if (S != 0) {
-      if (H >= 359.999f && H <= 360.001f) H = 0;
-      float f = H / 60 - floorf(H / 60), p = (1 - S) * V, q = (1 - f * S) * V, tt = (1 - (1 - f) * S) * V;
-      const px4 by_sector[6] = {{V, tt, p, 1}, {q, V, p, 1}, {p, V, tt, 1}, {p, q, V, 1}, {tt, p, V, 1}, {V, p, q, 1}};
-      int i = int(floorf(H / 60));
-      want = i >= 0 && i < 6 ? by_sector[i] : px4{0, 0, 0, 1};
-    }
-    expect_px(pixel(*out, x, 0), want, "hsv join " + std::to_string(x));
-  }
+    if (S == 0) return px4{V, V, V, 1};
+    if (H >= 359.999f && H <= 360.001f) H = 0;
+    float f = H / 60 - floorf(H / 60), p = (1 - S) * V, q = (1 - f * S) * V, tt = (1 - (1 - f) * S) * V;
+    const px4 by_sector[7] = {{V, tt, p, 1}, {q, V, p, 1}, {p, V, tt, 1}, {p, q, V, 1}, {tt, p, V, 1}, {V, p, q, 1}, {0, 0, 0, 1}};
+    return by_sector[std::min(int(floorf(H / 60)), 6)];
+  }, "hsv join");
   expect_px(pixel(*out, 1, 0), pixel(*out, 0, 0), "hue 1.0 as hue 0");
   join->input_connections.erase(u"valchan");
   expect_flat(*row.render(join), {0, 0, 0, 0}, "hsv join missing an input");
