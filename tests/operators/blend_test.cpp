@@ -280,37 +280,32 @@ TEST(Blend, OperationsAlphaBlendsAndFactorBlends) {
 
   // Factors per pixel, 2.0 extrapolating; a grey factor wins over an RGB one and its channel.
   const float factors[] = {0, 1, 0.5f, 2, -0.5f};
+  const px4 one_px{0.2f, 0.4f, 0.6f, 0.1f}, two_px{0.9f, 0.5f, -1.0f, 0.8f};
   op_rig rig(5, 1);
-  auto f1 = rig.image([](uint32_t, uint32_t, float* px) { px[0] = 0.2f, px[1] = 0.4f, px[2] = 0.6f, px[3] = 0.1f; });
-  auto f2 = rig.image([](uint32_t, uint32_t, float* px) { px[0] = 0.9f, px[1] = 0.5f, px[2] = -1.0f, px[3] = 0.8f; });
+  shadetree_node_t *f1 = rig.constant(one_px), *f2 = rig.constant(two_px);
   auto fac = rig.image([&](uint32_t x, uint32_t, float* px) { px[0] = 7, px[1] = factors[x], px[2] = 7, px[3] = 7; });
   auto grey_fac = rig.image([&](uint32_t x, uint32_t, float* px) { px[0] = factors[x], px[1] = px[2] = px[3] = 9; });
-  shadetree_node_t* by_green = rig.node(1082, {{u"channel", u"Green"}});
-  op_rig::connect(by_green, u"RGB-1", f1);
-  op_rig::connect(by_green, u"RGB-2", f2);
-  op_rig::connect(by_green, u"FacRGB", fac);
-  shadetree_node_t* by_grey = rig.node(1082, {{u"channel", u"Red"}, {u"swap", u"true"}});
-  op_rig::connect(by_grey, u"RGB-1", f1);
-  op_rig::connect(by_grey, u"RGB-2", f2);
-  op_rig::connect(by_grey, u"FacRGB", fac);
-  op_rig::connect(by_grey, u"FacGrey", grey_fac);
-  shadetree_node_t* grey_op = rig.node(1081);
-  op_rig::connect(grey_op, u"Grey-1", f1);
-  op_rig::connect(grey_op, u"Grey-2", f2);
-  op_rig::connect(grey_op, u"Alpha", grey_fac);
-  auto a = rig.render(by_green), b = rig.render(by_grey), g = rig.render(grey_op);
-  const px4 one_px{0.2f, 0.4f, 0.6f, 0.1f}, two_px{0.9f, 0.5f, -1.0f, 0.8f};
-  for (uint32_t x = 0; x < 5; ++x) {
-    float f = factors[x];
-    px4 want_a{0, 0, 0, 1}, want_b{0, 0, 0, 1};
-    for (int c = 0; c < 3; ++c) {
-      want_a[c] = f * two_px[c] + (1 - f) * one_px[c];
-      want_b[c] = f * one_px[c] + (1 - f) * two_px[c];
-    }
-    float grey_v = (1 - f) * 0.2f + f * 0.9f;
-    expect_px(pixel(*a, x, 0), want_a, "factor from green " + std::to_string(x));
-    expect_px(pixel(*b, x, 0), want_b, "grey factor, swapped " + std::to_string(x));
-    expect_px(pixel(*g, x, 0), {grey_v, grey_v, grey_v, 1}, "grey factor blend " + std::to_string(x));
+  struct factor_case {
+    uint32_t type;
+    params_list params;
+    bool grey_factor, swap;
+  };
+  for (const factor_case& k : {factor_case{1082, {{u"channel", u"Green"}}, false, false},
+                               factor_case{1082, {{u"channel", u"Red"}, {u"swap", u"true"}}, true, true},
+                               factor_case{1081, {}, true, false}}) {
+    shadetree_node_t* op = rig.node(k.type, k.params);
+    bool grey = k.type == 1081;
+    op_rig::connect(op, grey ? u"Grey-1" : u"RGB-1", f1);
+    op_rig::connect(op, grey ? u"Grey-2" : u"RGB-2", f2);
+    if (k.grey_factor) op_rig::connect(op, grey ? u"Alpha" : u"FacGrey", grey_fac);
+    if (!grey) op_rig::connect(op, u"FacRGB", fac);
+    expect_image(*rig.render(op), [&](uint32_t x, uint32_t) {
+      float f = factors[x];
+      const px4 &a = k.swap ? one_px : two_px, &b = k.swap ? two_px : one_px;
+      px4 want{0, 0, 0, 1};
+      for (int c = 0; c < 3; ++c) want[c] = f * a[grey ? 0 : c] + (1 - f) * b[grey ? 0 : c];
+      return want;
+    }, "factor blend " + std::to_string(k.type));
   }
   shadetree_node_t* no_factor = rig.node(1082);
   op_rig::connect(no_factor, u"RGB-1", f1);
