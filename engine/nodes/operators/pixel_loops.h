@@ -22,7 +22,6 @@
 namespace quorin_engine::pixops {
 
 using gen::clamp01;
-using gen::clamp_float;
 using gen::limit_enum;
 
 inline float* row_of(imgbuf4f& b, uint32_t r) { return b.pixels + static_cast<std::size_t>(r) * b.width * 4; }
