@@ -1,5 +1,7 @@
 #include "nodes/operators/blend.h"
 
+#include <immintrin.h>
+
 #include <algorithm>
 #include <cmath>
 #include <tuple>
@@ -165,15 +167,20 @@ inline rgb_t set_sat(rgb_t C, float s) {
   return C;
 }
 
+// The three channels are scaled in the lanes of one vector: each lane does the scalar formula's
+// operations in its order, so the results are those of a channel-by-channel loop.
 inline rgb_t clip_color(rgb_t C) {
   const float L = lum(C);
   const float n = std::min(std::min(C.c[0], C.c[1]), C.c[2]);
   const float x = std::max(std::max(C.c[0], C.c[1]), C.c[2]);
-  if (n < 0.0f)
-    for (float& c : C.c) c = L + (c - L) * L / (L - n);
-  if (x > 1.0f)
-    for (float& c : C.c) c = L + (c - L) * (1.0f - L) / (x - L);
-  return C;
+  if (!(n < 0.0f) && !(x > 1.0f)) return C;
+  const __m128 l = _mm_set1_ps(L);
+  __m128 c = _mm_setr_ps(C.c[0], C.c[1], C.c[2], 0.0f);
+  if (n < 0.0f) c = _mm_add_ps(l, _mm_div_ps(_mm_mul_ps(_mm_sub_ps(c, l), l), _mm_set1_ps(L - n)));
+  if (x > 1.0f) c = _mm_add_ps(l, _mm_div_ps(_mm_mul_ps(_mm_sub_ps(c, l), _mm_set1_ps(1.0f - L)), _mm_set1_ps(x - L)));
+  alignas(16) float out[4];
+  _mm_store_ps(out, c);
+  return {{out[0], out[1], out[2]}};
 }
 
 inline rgb_t set_lum(rgb_t C, float l) {
