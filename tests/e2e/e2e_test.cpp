@@ -86,6 +86,11 @@ TEST(QuorinCommand, SameProjectGivesSameBytesAndOptionsShowInTheImage) {
   const uint64_t a = render_fingerprint(project, scratch("same_a.png"));
   render_fingerprint(project, scratch("same_b.png"));
   EXPECT_EQ(read_file(scratch("same_a.png")), read_file(scratch("same_b.png")));
+  // However many threads a render is divided over, the bytes are the same.
+  for (const char* threads : {"1", "5"}) {
+    render_fingerprint(project + " --threads " + threads, scratch("threads.png"));
+    EXPECT_EQ(read_file(scratch("same_a.png")), read_file(scratch("threads.png"))) << threads << " threads";
+  }
   // A parameter set from the command line, on a node found by its name, changes the picture.
   EXPECT_NE(render_fingerprint(project + " --set clouds.seed=8", scratch("changed.png")), a);
   render_fingerprint(examples + "generators.xml --size 8x8 --alpha", scratch("alpha.png"));

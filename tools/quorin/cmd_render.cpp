@@ -65,6 +65,7 @@ struct render_options {
   uint32_t first_frame = 0, last_frame = 0;
   uint32_t depth = 0;  // 0: the format's default
   uint32_t jobs = 0;   // 0: one per processor
+  uint32_t threads = 0;  // 0: the processors, shared among the jobs
   bool preview = false;
   bool json = false;
   bool verbose = false;
@@ -240,6 +241,9 @@ void run_render(const render_options& o) {
   if (o.outputs.size() > 1 && o.outputs.size() != std::max<std::size_t>(o.nodes.size(), 1))
     throw usage_error("give one -o, or one -o for each --node");
   engine_session session(o.verbose);
+  // Each render is divided over the processors; frames in several workers share them out.
+  const uint32_t jobs = o.has_frames ? (o.jobs ? o.jobs : default_jobs()) : 1;
+  engine_set_render_threads(o.threads ? o.threads : std::max<uint32_t>(1, default_jobs() / jobs));
   loaded_project loaded(o.project_path);
   qr_project* p = loaded.project;
   qr_graph* g = find_graph(p, o.graph, nullptr);
@@ -331,7 +335,7 @@ void run_render(const render_options& o) {
     const uint32_t count = o.last_frame - o.first_frame + 1;
     uint32_t done = 0;
     std::optional<progress_reporter> progress;  // its thread starts once the workers are forked
-    run_frames(o.first_frame, o.last_frame, o.jobs ? o.jobs : default_jobs(), render_frame,
+    run_frames(o.first_frame, o.last_frame, jobs, render_frame,
                [&] { progress.emplace("0/" + std::to_string(count) + " frames finished"); },
                [&](uint32_t, const std::string& lines) {
                  std::fputs(lines.c_str(), stdout);
@@ -400,6 +404,10 @@ void add_render_command(CLI::App& app) {
   cmd->add_option("--depth", o->depth, "bits per channel: PNG 8 (default) or 16, EXR 16 (half, default) or 32")
       ->type_name("BITS")->check(CLI::IsMember({8, 16, 32}));
   cmd->add_option("--jobs", o->jobs, "frames rendered at once, in worker processes (default: one per processor)")
+      ->type_name("N")->check(CLI::Range(1, 1024));
+  cmd->add_option("--threads", o->threads,
+                  "threads each render is divided over; the pixels are the same for every number (default: one\n"
+                  "per processor, shared among the --jobs workers)")
       ->type_name("N")->check(CLI::Range(1, 1024));
   cmd->add_flag("--preview", o->preview, "render as an editor preview");
   cmd->add_flag("--json", o->json, "a JSON line per file: path, node, size, milliseconds");
