@@ -261,3 +261,23 @@ def test_stubs_cover_the_extension():
             for attr in vars(getattr(ext, name)):
                 if not attr.startswith("__") or attr in ("__len__", "__getitem__", "__iter__", "__next__"):
                     assert attr in members, f"{name}.{attr}"
+
+
+def test_assets_embed_image_files_and_travel_with_the_project(project, tmp_path):
+    from conftest import to_bytes
+
+    image = project.graphs.add("g").add("Gradient").render(12, 7)
+    quorin.save_png(image, tmp_path / "grad.png", alpha=True)
+    asset = project.assets.load(tmp_path / "grad.png")
+    assert (asset.name, asset.embedded, len(project.assets)) == ("grad", True, 1)
+    np.testing.assert_array_equal(asset.image, to_bytes(image, 4) / np.float32(255.0))
+    project.write(tmp_path / "with-asset.xml")
+    with quorin.Project.read(tmp_path / "with-asset.xml") as back:
+        np.testing.assert_array_equal(back.assets["grad"].image, asset.image)
+    (tmp_path / "not-an-image.png").write_bytes(b"plain text")
+    with pytest.raises(ValueError, match="not-an-image"):
+        project.assets.load(tmp_path / "not-an-image.png", "broken")
+    project.assets.remove(asset)
+    assert len(project.assets) == 0
+    with pytest.raises(quorin.DeletedError):
+        asset.image
