@@ -246,11 +246,10 @@ def render(project_path: "str | os.PathLike[str]", jobs: Iterable[dict], *, clie
         rows, failures = [], []
         for done, future in enumerate(as_completed(futures), start=1):
             i = futures[future]
-            if future.status == "error":
-                error = future.exception()
-                failures.append((i, jobs[i], f"{type(error).__name__}: {error}"))
-            else:
+            try:
                 rows.extend(future.result())
+            except Exception as error:  # the job's own error, or the loss of its worker
+                failures.append((i, jobs[i], f"{type(error).__name__}: {error}"))
             if progress:
                 progress(done, len(jobs))
     finally:
