@@ -142,6 +142,8 @@ mask_params fetch_mask_params(const shadetree_node_t& node, const renderctx& ctx
   p.width = clamp01(fetch_float(node, ctx, u"width", 1.0f));
   p.height = clamp01(fetch_float(node, ctx, u"height", 1.0f));
   p.angle = fetch_float(node, ctx, u"angle", 0.0f);
+  // The triangle's vertex choice is read like every parameter but has no geometry to pick from.
+  (void)fetch_enum(node, ctx, u"tri-verts", 0);
   p.supersampling = fetch_preview_supersampling(node, ctx);
   return p;
 }
