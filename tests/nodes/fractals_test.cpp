@@ -36,11 +36,12 @@ TEST(FractalGenerators, MandelbrotWindowCountAndMaxiters) {
   // 5 by 5 over -2..2: the centre is the origin, never escapes, white.
   image_ptr small = render_node(11, {}, render_FractalMandelbrot, 5, 5);
   EXPECT_EQ(pixel(*small, 2, 2), grey(1.0f));
-  // An odd width has a last column run on its own; an uneven window shows ymax in the top row.
+  // 35 columns: runs of four, a pair and a last column alone; an uneven window shows ymax in the
+  // top row. maxiters is held to 1..1000.
   for (auto [iters, text] : {std::pair{64u, u"64"}, {1u, u"1"}, {1000u, u"5000"}, {1u, u"0"}}) {
-    image_ptr img = render_node(11, {{u"ymin", u"-1"}, {u"ymax", u"1.5"}, {u"maxiters", text}},
-                                render_FractalMandelbrot, 33, 21);
-    EXPECT_TRUE(same_image(*img, window_ref(-2, -1, 2, 1.5, 33, 21, [&](double x, double y) {
+    image_ptr img = render_node(11, {{u"ymin", u"-1"}, {u"ymax", u"1.5"}, {u"xmax", u"2.25"}, {u"maxiters", text}},
+                                render_FractalMandelbrot, 35, 21);
+    EXPECT_TRUE(same_image(*img, window_ref(-2, -1, 2.25, 1.5, 35, 21, [&](double x, double y) {
       return float(escape_count(0, 0, x, y, iters)) / float(iters);
     }))) << "maxiters " << iters;
   }

@@ -1,6 +1,6 @@
 #include "nodes/generators/fractals.h"
 
-#include <emmintrin.h>
+#include <immintrin.h>
 
 #include <cmath>
 
@@ -145,6 +145,65 @@ void fractal_rows_plain(const fractal_params& p, const window& w, imgbuf4f& out,
   }
 }
 
+// The same rows four samples at a time, two pairs side by side, where the processor has 256-bit
+// vectors: every sample takes exactly the steps of the two-lane form.
+struct sample_quad {
+  __m256d zr, zi, cr, ci;
+
+  __attribute__((target("avx2"))) void counts(double maxiters, double out[4]) const {
+    const __m256d four = _mm256_set1_pd(4.0), two = _mm256_set1_pd(2.0), one = _mm256_set1_pd(1.0);
+    const __m256d limit = _mm256_set1_pd(maxiters);
+    __m256d re = zr, im = zi;
+    __m256d re2 = _mm256_mul_pd(re, re), im2 = _mm256_mul_pd(im, im);
+    __m256d count = _mm256_setzero_pd();
+    __m256d active = _mm256_castsi256_pd(_mm256_set1_epi64x(-1));
+    do {
+      __m256d nre = _mm256_add_pd(_mm256_sub_pd(re2, im2), cr);
+      __m256d nim = _mm256_add_pd(_mm256_mul_pd(_mm256_mul_pd(two, re), im), ci);
+      re = nre;
+      im = nim;
+      re2 = _mm256_mul_pd(re, re);
+      im2 = _mm256_mul_pd(im, im);
+      __m256d stays = _mm256_and_pd(active, _mm256_cmp_pd(_mm256_add_pd(re2, im2), four, _CMP_LT_OQ));
+      count = _mm256_add_pd(count, _mm256_and_pd(stays, one));
+      active = _mm256_and_pd(stays, _mm256_cmp_pd(count, limit, _CMP_LT_OQ));
+    } while (_mm256_movemask_pd(active));
+    _mm256_storeu_pd(out, count);
+  }
+};
+
+__attribute__((target("avx2"))) void fractal_rows_plain_avx2(const fractal_params& p, const window& w, imgbuf4f& out,
+                                                             uint32_t first, uint32_t last) {
+  const double maxiters = p.maxiters;
+  const float fmax = static_cast<float>(p.maxiters);
+  const uint32_t width = out.width, height = out.height;
+  double n[4];
+  for (uint32_t m = first; m < last; ++m) {
+    const double y = w.y(static_cast<double>(height - 1u - m));
+    float* px = row_ptr(out, m);
+    uint32_t c = 0;
+    for (; c + 3u < width; c += 4u, px += 16) {
+      double x0 = w.x(static_cast<double>(c)), x2 = w.x(static_cast<double>(c + 2u));
+      __m256d xs = _mm256_set_pd(x2 + w.dx, x2, x0 + w.dx, x0), ys = _mm256_set1_pd(y);
+      sample_quad q = p.julia ? sample_quad{xs, ys, _mm256_set1_pd(p.cx), _mm256_set1_pd(p.cy)}
+                              : sample_quad{_mm256_setzero_pd(), _mm256_setzero_pd(), xs, ys};
+      q.counts(maxiters, n);
+      for (int k = 0; k < 4; ++k) put_grey(px + 4 * k, static_cast<float>(n[k]) / fmax);
+    }
+    for (; c + 1u < width; c += 2u, px += 8) {
+      double x0 = w.x(static_cast<double>(c));
+      make_pair(p, x0, y, x0 + w.dx, y).counts(maxiters, n);
+      put_grey(px, static_cast<float>(n[0]) / fmax);
+      put_grey(px + 4, static_cast<float>(n[1]) / fmax);
+    }
+    if (c < width) {
+      double x0 = w.x(static_cast<double>(c));
+      make_pair(p, x0, y, x0, y).counts(maxiters, n);
+      put_grey(px, static_cast<float>(n[0]) / fmax);
+    }
+  }
+}
+
 // K by K samples a pixel at offsets 0, 1/K, ... in both directions, not centred; the samples of a
 // pixel run in pairs along x and their values add up in row order.
 template <uint32_t K>
@@ -183,7 +242,8 @@ void fill_quadratic_fractal(const fractal_params& p, imgbuf4f& out) {
   w.ymin = p.ymin;
   using rows_fn = void (*)(const fractal_params&, const window&, imgbuf4f&, uint32_t, uint32_t);
   static constexpr rows_fn bodies[3] = {fractal_rows_plain, fractal_rows_super<2>, fractal_rows_super<4>};
-  const rows_fn body = bodies[p.supersampling > 2 ? 2 : p.supersampling];
+  static const bool wide = __builtin_cpu_supports("avx2");
+  const rows_fn body = (p.supersampling == 0 && wide) ? fractal_rows_plain_avx2 : bodies[p.supersampling > 2 ? 2 : p.supersampling];
   for_row_bands(out.height, [&](uint32_t first, uint32_t last) { body(p, w, out, first, last); });
 }
 
