@@ -27,6 +27,13 @@ void clear_target(imgbuf4f& out) {
   if (out.pixels) imgbuf4f_clear(&out);
 }
 
+// trunc(extent * p + 0.5): a fraction of a size as a whole offset; a fraction that is not a number
+// gives 0.
+int32_t offset_of(float extent, float p) {
+  const float v = extent * p + 0.5f;
+  return v >= 0.0f && v < 2147483648.0f ? static_cast<int32_t>(v) : 0;
+}
+
 }  // namespace
 
 // ---- LoadAsset -----------------------------------------------------------------------------------
@@ -65,7 +72,7 @@ axis_span place_axis(uint32_t mode, uint32_t t, uint32_t s, float p) {
   if (mode == asset_center) return span_with_offset(t, s, (t > s ? t - s : s - t) / 2u);
   // Position within the target, or crop start within the image.
   const uint32_t larger = t >= s ? t : s;
-  return span_with_offset(t, s, static_cast<uint32_t>(static_cast<float>(larger) * p + 0.5f));
+  return span_with_offset(t, s, static_cast<uint32_t>(offset_of(static_cast<float>(larger), p)));
 }
 
 void put_fill(float* px, uint32_t n, const float fill[4]) {
@@ -309,8 +316,7 @@ void fill_text(const text_params& p, const std::vector<uint8_t>& font_block, img
   const text_raster::font_t font(spec);
   if (p.position_mode) {
     const float bw = static_cast<float>(bmp->width - 1u), bh = static_cast<float>(bmp->height - 1u);
-    font.draw(*bmp, p.text, colour, static_cast<int32_t>(bw * p.pos_x + 0.5f),
-              static_cast<int32_t>(bh * p.pos_y + 0.5f));
+    font.draw(*bmp, p.text, colour, offset_of(bw, p.pos_x), offset_of(bh, p.pos_y));
   } else {
     static constexpr uint32_t x_flags[3] = {0, text_raster::align_right, text_raster::align_center};
     static constexpr uint32_t y_flags[3] = {0, text_raster::align_bottom, text_raster::align_vcenter};
