@@ -6,9 +6,7 @@
 
 #include "catalogue/catalogue.h"
 #include "core/row_bands.h"
-#include "document/curve.h"
 #include "document/node.h"
-#include "document/project.h"
 #include "eval/fetch.h"
 #include "eval/values.h"
 #include "nodes/generators/generator_common.h"
@@ -35,8 +33,9 @@ uint32_t fetch_maxiters(const shadetree_node_t& node, const renderctx& ctx, uint
 // enabled time curve on the edge gives not the value but how far to move it towards `name2`.
 double fetch_julia_edge(const shadetree_node_t& node, const renderctx& ctx, const char16_t* name,
                         const char16_t* name2, float def, float def2) {
-  auto curve_it = node.time_curves.find(name);
-  if (curve_it == node.time_curves.end() || !curve_it->second.enabled) return fetch_float(node, ctx, name, def);
+  wstring text;
+  float t = 0.0f;
+  if (!fetch_param_raw(node, ctx, name, text, t)) return fetch_float(node, ctx, name, def);
   float v = def;
   if (shadetree_node_t* src = node.connected(name)) {
     v = scalar_value(*src, ctx);
@@ -44,7 +43,6 @@ double fetch_julia_edge(const shadetree_node_t& node, const renderctx& ctx, cons
     auto it = node.params.find(name);
     if (it != node.params.end() && !it->second.empty()) v = static_cast<float>(text_to_double(it->second));
   }
-  float t = curve_value(curve_it->second, ctx.project ? ctx.project->animedit_normalized_time : 0.0f);
   double v2 = fetch_float(node, ctx, name2, def2);
   return static_cast<double>(v) + (v2 - static_cast<double>(v)) * static_cast<double>(t);
 }
