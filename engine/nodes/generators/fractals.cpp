@@ -119,28 +119,29 @@ struct window {
   double y(double i) const { return i * dy + ymin; }
 };
 
-// One sample a pixel; neighbouring pixels run as a pair, the second at the first point plus dx.
-void fractal_rows_plain(const fractal_params& p, const window& w, imgbuf4f& out, uint32_t first, uint32_t last) {
+// Columns c.. of one row at one sample a pixel: neighbouring pixels run as a pair, the second at
+// the first point plus dx, and a last odd column runs alone. `px` points at column c.
+inline void plain_columns(const fractal_params& p, const window& w, double y, float* px, uint32_t c,
+                          uint32_t width) {
   const double maxiters = p.maxiters;
   const float fmax = static_cast<float>(p.maxiters);
-  const uint32_t width = out.width, height = out.height;
   double n[2];
-  for (uint32_t m = first; m < last; ++m) {
-    const double y = w.y(static_cast<double>(height - 1u - m));
-    float* px = row_ptr(out, m);
-    uint32_t c = 0;
-    for (; c + 1u < width; c += 2u, px += 8) {
-      double x0 = w.x(static_cast<double>(c));
-      make_pair(p, x0, y, x0 + w.dx, y).counts(maxiters, n);
-      put_grey(px, static_cast<float>(n[0]) / fmax);
-      put_grey(px + 4, static_cast<float>(n[1]) / fmax);
-    }
-    if (c < width) {
-      double x0 = w.x(static_cast<double>(c));
-      make_pair(p, x0, y, x0, y).counts(maxiters, n);
-      put_grey(px, static_cast<float>(n[0]) / fmax);
-    }
+  for (; c + 1u < width; c += 2u, px += 8) {
+    double x0 = w.x(static_cast<double>(c));
+    make_pair(p, x0, y, x0 + w.dx, y).counts(maxiters, n);
+    put_grey(px, static_cast<float>(n[0]) / fmax);
+    put_grey(px + 4, static_cast<float>(n[1]) / fmax);
   }
+  if (c < width) {
+    double x0 = w.x(static_cast<double>(c));
+    make_pair(p, x0, y, x0, y).counts(maxiters, n);
+    put_grey(px, static_cast<float>(n[0]) / fmax);
+  }
+}
+
+void fractal_rows_plain(const fractal_params& p, const window& w, imgbuf4f& out, uint32_t first, uint32_t last) {
+  for (uint32_t m = first; m < last; ++m)
+    plain_columns(p, w, w.y(static_cast<double>(out.height - 1u - m)), row_ptr(out, m), 0, out.width);
 }
 
 // The same rows four samples at a time, two pairs side by side, where the processor has 256-bit
@@ -188,17 +189,7 @@ __attribute__((target("avx2"))) void fractal_rows_plain_avx2(const fractal_param
       q.counts(maxiters, n);
       for (int k = 0; k < 4; ++k) put_grey(px + 4 * k, static_cast<float>(n[k]) / fmax);
     }
-    for (; c + 1u < width; c += 2u, px += 8) {
-      double x0 = w.x(static_cast<double>(c));
-      make_pair(p, x0, y, x0 + w.dx, y).counts(maxiters, n);
-      put_grey(px, static_cast<float>(n[0]) / fmax);
-      put_grey(px + 4, static_cast<float>(n[1]) / fmax);
-    }
-    if (c < width) {
-      double x0 = w.x(static_cast<double>(c));
-      make_pair(p, x0, y, x0, y).counts(maxiters, n);
-      put_grey(px, static_cast<float>(n[0]) / fmax);
-    }
+    plain_columns(p, w, y, px, c, width);
   }
 }
 
