@@ -4,6 +4,9 @@
 
 // -- family headers --
 #include "eval/driver.h"
+#include "nodes/generators/assets.h"
+#include "nodes/generators/cellular.h"
+#include "nodes/generators/fractals.h"
 #include "nodes/generators/gradients.h"
 #include "nodes/operators/blend.h"
 #include "nodes/operators/channel.h"
@@ -55,10 +58,19 @@ const dispatch_entry dispatch_table[] = {
     {20, render_Squares},  // Dots draws the same squares
 
     // -- fractal generators --
+    {11, render_FractalMandelbrot},
+    {12, render_FractalJulia},
+    {25, render_FractalLyapunov},
 
     // -- cellular generators --
+    {18, render_Voronoi},
+    {19, render_Worley},
 
     // -- asset, mask, text and vector generators --
+    {24, render_Mask},
+    {29, render_LoadAsset},
+    {32, render_Text},
+    {35, render_VectorGraphics},
 
     // -- transforms --
 
