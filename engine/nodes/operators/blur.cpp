@@ -139,8 +139,6 @@ QUORIN_INLINE void span_body(float* d, const float* const* taps, const float* w4
   }
 }
 
-using span_fn = void (*)(float*, const float* const*, const float*, uint32_t, float, uint32_t);
-
 void span_base(float* d, const float* const* taps, const float* w4, uint32_t n, float norm, uint32_t count) {
   span_body(d, taps, w4, n, norm, count);
 }
@@ -153,19 +151,23 @@ bool wide_vectors_available() {
   __builtin_cpu_init();
   return __builtin_cpu_supports("avx2");
 }
-span_fn active_span = wide_vectors_available() ? span_wide : span_base;
 
 }  // namespace
 
+bool filter::wide_vectors = wide_vectors_available();
+
 bool use_wide_vectors(bool on) {
-  const bool was = active_span == span_wide;
-  active_span = on && wide_vectors_available() ? span_wide : span_base;
+  const bool was = filter::wide_vectors;
+  filter::wide_vectors = on && wide_vectors_available();
   return was;
 }
 
 void convolve_span(float* d, const float* const* taps, const float* weights4, uint32_t n, float norm,
                    uint32_t count) {
-  active_span(d, taps, weights4, n, norm, count);
+  if (filter::wide_vectors)
+    span_wide(d, taps, weights4, n, norm, count);
+  else
+    span_base(d, taps, weights4, n, norm, count);
 }
 
 namespace {

@@ -33,35 +33,126 @@ struct square_kernel {
   }
 };
 
-// One output row y of the window convolution, written to d. Rows are clamped once for the row, the
-// inner columns run unclamped, the columns near the edges clamp each sample.
-void square_row(float* d, const imgbuf4f& src, uint32_t y, const square_kernel& k) {
-  const int64_t w = src.width, r = k.radius;
+// One output row y of a window convolution, written to d: span(out, taps, count) computes count
+// pixels from out on, pixel i taking tap k from taps[k] + 4 i, taps in row-major order. Rows are
+// clamped once for the row, the inner columns run unclamped, the columns near the edges clamp each
+// sample.
+template <class Span>
+void square_row(float* d, const imgbuf4f& src, uint32_t y, uint32_t radius, Span span) {
+  const int64_t w = src.width, r = radius, side = 2 * r + 1;
   const float* rows[11];
-  for (uint32_t i = 0; i < k.side; ++i)
-    rows[i] = pixel_at(src, 0, static_cast<uint32_t>(filter::clamp_index(int64_t(y) + i - r, 0, src.height - 1)));
+  for (int64_t i = 0; i < side; ++i)
+    rows[i] = pixel_at(src, 0, static_cast<uint32_t>(filter::clamp_index(y + i - r, 0, src.height - 1)));
   const float* taps[121];
   auto one = [&](int64_t x) {
-    for (uint32_t i = 0; i < k.side; ++i)
-      for (uint32_t j = 0; j < k.side; ++j) taps[i * k.side + j] = rows[i] + 4 * filter::clamp_index(x + j - r, 0, w - 1);
-    convolve_span(d + 4 * x, taps, k.weights4, k.side * k.side, k.inv, 1);
+    for (int64_t i = 0; i < side; ++i)
+      for (int64_t j = 0; j < side; ++j) taps[i * side + j] = rows[i] + 4 * filter::clamp_index(x + j - r, 0, w - 1);
+    span(d + 4 * x, taps, 1);
   };
   const int64_t inner_lo = r, inner_hi = w - 1 - r;
   if (inner_lo <= inner_hi) {
-    for (uint32_t i = 0; i < k.side; ++i)
-      for (uint32_t j = 0; j < k.side; ++j) taps[i * k.side + j] = rows[i] + 4 * j;
-    convolve_span(d + 4 * inner_lo, taps, k.weights4, k.side * k.side, k.inv,
-                  static_cast<uint32_t>(inner_hi - inner_lo + 1));
+    for (int64_t i = 0; i < side; ++i)
+      for (int64_t j = 0; j < side; ++j) taps[i * side + j] = rows[i] + 4 * j;
+    span(d + 4 * inner_lo, taps, static_cast<uint32_t>(inner_hi - inner_lo + 1));
   }
   const int64_t left_end = std::min(inner_lo, w);
   for (int64_t x = 0; x < left_end; ++x) one(x);
   for (int64_t x = std::max(inner_hi + 1, left_end); x < w; ++x) one(x);
 }
 
+void square_row(float* d, const imgbuf4f& src, uint32_t y, const square_kernel& k) {
+  square_row(d, src, y, k.radius, [&](float* out, const float* const* taps, uint32_t count) {
+    convolve_span(out, taps, k.weights4, k.side * k.side, k.inv, count);
+  });
+}
+
 void convolve_square(imgbuf4f& dst, const imgbuf4f& src, const square_kernel& k) {
   for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
     for (uint32_t y = first; y < last; ++y) square_row(pixel_at(dst, 0, y), src, y, k);
   });
+}
+
+// The edge filters of one direction (|a| on all four floats) or of both ((|a| + |b|) * 0.5 on
+// red, green, blue, alpha 1.0), a and b being 3 by 3 convolutions with alpha 1.0. Both sums of a
+// pixel share its samples.
+template <bool Both>
+QUORIN_INLINE filter::v8 edge_finish(filter::v8 a, filter::v8 b, filter::v8 na, filter::v8 nb) {
+  using namespace filter;
+  if (Both) return opaque((absolute(opaque(a * na)) + absolute(opaque(b * nb))) * splat8(0.5f));
+  return absolute(opaque(a * na));
+}
+
+template <bool Both>
+QUORIN_INLINE void edge_span_body(float* d, const float* const* taps, const float* wa, const float* wb, float na,
+                                  float nb, uint32_t count) {
+  using namespace filter;
+  const v8 na8 = splat8(na), nb8 = splat8(nb);
+  uint32_t i = 0;
+  for (; i + 8 <= count; i += 8) {
+    const uint32_t o = i * 4;
+    v8 a0 = {}, a1 = {}, a2 = {}, a3 = {}, b0 = {}, b1 = {}, b2 = {}, b3 = {};
+    for (uint32_t k = 0; k < 9; ++k) {
+      const float* q = taps[k] + o;
+      const v8 w = twice(load4(wa + 4 * k));
+      const v8 s0 = load8(q), s1 = load8(q + 8), s2 = load8(q + 16), s3 = load8(q + 24);
+      a0 = a0 + w * s0;
+      a1 = a1 + w * s1;
+      a2 = a2 + w * s2;
+      a3 = a3 + w * s3;
+      if (Both) {
+        const v8 u = twice(load4(wb + 4 * k));
+        b0 = b0 + u * s0;
+        b1 = b1 + u * s1;
+        b2 = b2 + u * s2;
+        b3 = b3 + u * s3;
+      }
+    }
+    store8(d + o, edge_finish<Both>(a0, b0, na8, nb8));
+    store8(d + o + 8, edge_finish<Both>(a1, b1, na8, nb8));
+    store8(d + o + 16, edge_finish<Both>(a2, b2, na8, nb8));
+    store8(d + o + 24, edge_finish<Both>(a3, b3, na8, nb8));
+  }
+  for (; i + 2 <= count; i += 2) {
+    const uint32_t o = i * 4;
+    v8 a = {}, b = {};
+    for (uint32_t k = 0; k < 9; ++k) {
+      const v8 s = load8(taps[k] + o);
+      a = a + twice(load4(wa + 4 * k)) * s;
+      if (Both) b = b + twice(load4(wb + 4 * k)) * s;
+    }
+    store8(d + o, edge_finish<Both>(a, b, na8, nb8));
+  }
+  if (i < count) {
+    // The last pixel alone: its four floats twice, one copy stored.
+    const uint32_t o = i * 4;
+    v8 a = {}, b = {};
+    for (uint32_t k = 0; k < 9; ++k) {
+      const v8 s = twice(load4(taps[k] + o));
+      a = a + twice(load4(wa + 4 * k)) * s;
+      if (Both) b = b + twice(load4(wb + 4 * k)) * s;
+    }
+    const v8 r = edge_finish<Both>(a, b, na8, nb8);
+    store4(d + o, v4{r[0], r[1], r[2], r[3]});
+  }
+}
+
+template <bool Both>
+void edge_span_base(float* d, const float* const* taps, const float* wa, const float* wb, float na, float nb,
+                    uint32_t count) {
+  edge_span_body<Both>(d, taps, wa, wb, na, nb, count);
+}
+template <bool Both>
+QUORIN_WIDE_VECTORS void edge_span_wide(float* d, const float* const* taps, const float* wa, const float* wb,
+                                        float na, float nb, uint32_t count) {
+  edge_span_body<Both>(d, taps, wa, wb, na, nb, count);
+}
+template <bool Both>
+void edge_span(float* d, const float* const* taps, const float* wa, const float* wb, float na, float nb,
+               uint32_t count) {
+  if (filter::wide_vectors)
+    edge_span_wide<Both>(d, taps, wa, wb, na, nb, count);
+  else
+    edge_span_base<Both>(d, taps, wa, wb, na, nb, count);
 }
 
 // A row of scratch pixels for routines that combine two convolutions pixel by pixel.
@@ -129,23 +220,17 @@ void render_EdgeDetect(shadetree_node_t& node, const renderctx& ctx) {
   const square_kernel rows_k(type == edge_sobel ? sobel_rows : prewitt_rows, 1, type == edge_sobel ? 8.0f : 6.0f);
   const square_kernel cols_k(type == edge_sobel ? sobel_columns : prewitt_columns, 1,
                              type == edge_sobel ? 8.0f : 6.0f);
-  const uint32_t w = target.width;
-  if (direction == dir_both) {
-    // (|rows| + |columns|) * 0.5 per pixel; the two convolutions of a row stay in scratch rows.
-    each_target_row(target, [&](uint32_t y, float* out, float* a, float* b) {
-      square_row(a, src, y, rows_k);
-      square_row(b, src, y, cols_k);
-      for (uint32_t x = 0; x < w; ++x) {
-        for (uint32_t c = 0; c < 3; ++c) out[4 * x + c] = (std::fabs(a[4 * x + c]) + std::fabs(b[4 * x + c])) * 0.5f;
-        out[4 * x + 3] = 1.0f;
-      }
-    });
-    return;
-  }
-  const square_kernel& k = direction == dir_horizontal ? rows_k : cols_k;
-  each_target_row(target, [&](uint32_t y, float* out, float*, float*) {
-    square_row(out, src, y, k);
-    abs_all(out, w);
+  const square_kernel& a = direction == dir_vertical ? cols_k : rows_k;
+  const square_kernel& b = cols_k;
+  const bool both = direction == dir_both;
+  for_row_bands(target.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t y = first; y < last; ++y)
+      square_row(pixel_at(target, 0, y), src, y, 1, [&](float* out, const float* const* taps, uint32_t count) {
+        if (both)
+          edge_span<true>(out, taps, a.weights4, b.weights4, a.inv, b.inv, count);
+        else
+          edge_span<false>(out, taps, a.weights4, nullptr, a.inv, 0.0f, count);
+      });
   });
 }
 

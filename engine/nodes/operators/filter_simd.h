@@ -16,6 +16,10 @@ typedef float v4 __attribute__((vector_size(16), aligned(4), may_alias));
 typedef float v8 __attribute__((vector_size(32), aligned(4), may_alias));
 
 #define QUORIN_WIDE_VECTORS __attribute__((target("avx2")))
+// Whether the loops for 256-bit vector units run: set when the library loads from what the
+// processor offers (use_wide_vectors in blur.h changes it).
+extern bool wide_vectors;
+
 #define QUORIN_INLINE inline __attribute__((always_inline))
 
 QUORIN_INLINE v4 load4(const float* p) { return *reinterpret_cast<const v4*>(p); }
@@ -26,6 +30,17 @@ QUORIN_INLINE v4 splat4(float f) { return v4{f, f, f, f}; }
 QUORIN_INLINE v8 splat8(float f) { return v8{f, f, f, f, f, f, f, f}; }
 // The four floats of one pixel, twice: the same weights for two neighbouring pixels.
 QUORIN_INLINE v8 twice(v4 v) { return v8{v[0], v[1], v[2], v[3], v[0], v[1], v[2], v[3]}; }
+typedef int32_t v4i __attribute__((vector_size(16)));
+typedef int32_t v8i __attribute__((vector_size(32)));
+// Absolute values: the sign bits cleared.
+QUORIN_INLINE v4 absolute(v4 v) {
+  const int32_t m = 0x7fffffff;
+  return (v4)((v4i)v & v4i{m, m, m, m});
+}
+QUORIN_INLINE v8 absolute(v8 v) {
+  const int32_t m = 0x7fffffff;
+  return (v8)((v8i)v & v8i{m, m, m, m, m, m, m, m});
+}
 QUORIN_INLINE v4 opaque(v4 v) {
   v[3] = 1.0f;
   return v;
