@@ -11,6 +11,7 @@
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/convolution.h"
 #include "nodes/operators/filter_simd.h"
+#include "nodes/operators/operator_input.h"
 #include "nodes/operators/sampling.h"
 #include "quorin/imgbuf4f.h"
 
@@ -133,22 +134,6 @@ QUORIN_INLINE void span_body(float* d, const float* const* taps, const float* w4
     store8(d + o + 40, opaque(a5 * nm8));
     store8(d + o + 48, opaque(a6 * nm8));
     store8(d + o + 56, opaque(a7 * nm8));
-  }
-  for (; i + 8 <= count; i += 8) {
-    const uint32_t o = i * 4;
-    v8 a0 = {}, a1 = {}, a2 = {}, a3 = {};
-    for (uint32_t k = 0; k < n; ++k) {
-      const v8 w = twice(load4(w4 + 4 * k));
-      const float* q = taps[k] + o;
-      a0 = a0 + w * load8(q);
-      a1 = a1 + w * load8(q + 8);
-      a2 = a2 + w * load8(q + 16);
-      a3 = a3 + w * load8(q + 24);
-    }
-    store8(d + o, opaque(a0 * nm8));
-    store8(d + o + 8, opaque(a1 * nm8));
-    store8(d + o + 16, opaque(a2 * nm8));
-    store8(d + o + 24, opaque(a3 * nm8));
   }
   for (; i + 2 <= count; i += 2) {
     const uint32_t o = i * 4;
@@ -396,13 +381,8 @@ void blur_passes(imgbuf4f& target, const imgbuf4f& input, imgbuf4f& scratch, con
 
 void render_Blur(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"RGB");
+  if (!in.connected()) return;
   const blur_params p = fetch_blur_params(node, ctx);
   const float left = fetch_float(node, ctx, u"roi-left", 0.0f);
   const float top = fetch_float(node, ctx, u"roi-top", 0.0f);
@@ -413,21 +393,21 @@ void render_Blur(shadetree_node_t& node, const renderctx& ctx) {
   const uint32_t x0 = region_edge(static_cast<float>(w), left), y0 = region_edge(static_cast<float>(h), top);
   const uint32_t x1 = region_edge(static_cast<float>(w), right), y1 = region_edge(static_cast<float>(h), bottom);
   if (x0 >= x1 || y0 >= y1) {
-    imgbuf4f_copy_buffer_content_from(&target, in.buffer);
+    imgbuf4f_copy_buffer_content_from(&target, &in.image());
     return;
   }
   uint32_t n = blur_width(p.size);
   if (n >= x1 - x0) n = x1 - x0 - 1;
   if (n >= y1 - y0) n = y1 - y0 - 1;
   if (n <= 2) {
-    imgbuf4f_copy_buffer_content_from(&target, in.buffer);
+    imgbuf4f_copy_buffer_content_from(&target, &in.image());
     return;
   }
   if (!(n & 1u)) n -= 1;
   const blur_kernel* k = kernel_for(p.type, n);
   scratch_buffer_t scratch(ctx.pool);
   const bool full = x0 == 0 && y0 == 0 && x1 >= w - 1 && y1 >= h - 1;
-  blur_passes(target, *in.buffer, *scratch.buffer, *k, p.direction, x0, y0, x1, y1, full);
+  blur_passes(target, in.image(), *scratch.buffer, *k, p.direction, x0, y0, x1, y1, full);
 }
 
 // ---- VarBlur -------------------------------------------------------------------------------------
@@ -440,14 +420,7 @@ void var_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& relsize, const
   for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
     for (uint32_t y = first; y < last; ++y)
       for (uint32_t x = 0; x < dst.width; ++x) {
-        float* out = pixel_at(dst, x, y);
-        const blur_kernel* k = kernels.at(pixel_at(relsize, x, y)[0]);
-        if (!k)
-          std::memcpy(out, pixel_at(src, x, y), 16);
-        else if (Rows)
-          convolve_pixel_row(out, src, k->weights4, k->width, k->norm, x, y);
-        else
-          convolve_pixel_column(out, src, k->weights4, k->width, k->norm, x, y);
+        blur_pixel<Rows>(pixel_at(dst, x, y), src, kernels.at(pixel_at(relsize, x, y)[0]), x, y);
       }
   });
 }
@@ -525,20 +498,15 @@ void irregular_blur_mask(uint32_t shape, float out[121]) {
 
 void render_IrregularBlur(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"RGB");
+  if (!in.connected()) return;
   const uint32_t shape = limit_enum(fetch_enum(node, ctx, u"shape", 0), 4);
   float mask[121];
   irregular_blur_mask(shape, mask);
   float sum = 0.0f;
   for (float m : mask) sum += std::fabs(m);
   // The convolution writes every pixel, so the copy of the input that would precede it is left out.
-  convolve_11x11(target, *in.buffer, mask, sum);
+  convolve_11x11(target, in.image(), mask, sum);
 }
 
 }  // namespace quorin_engine

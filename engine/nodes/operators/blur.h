@@ -61,6 +61,18 @@ void convolve_pixel_column(float out[4], const imgbuf4f& src, const float* weigh
 // Width of the blur `size` (a fraction of 100 pixels): trunc(size * 100), in float.
 uint32_t blur_width(float size);
 
+// One pixel of a pass with the kernel k, alpha 1.0, or a copy of all four floats without one.
+template <bool Rows>
+inline void blur_pixel(float* out, const imgbuf4f& src, const blur_kernel* k, uint32_t x, uint32_t y) {
+  if (!k) {
+    for (int c = 0; c < 4; ++c) out[c] = pixel_at(src, x, y)[c];
+  } else if (Rows) {
+    convolve_pixel_row(out, src, k->weights4, k->width, k->norm, x, y);
+  } else {
+    convolve_pixel_column(out, src, k->weights4, k->width, k->norm, x, y);
+  }
+}
+
 // The kernels of the variable-width blurs, all taken before any row loop: a pixel's width is
 // size * 100 * (red of relsize), truncated, bounded at 253 and made odd; below 3 there is none.
 struct var_blur_kernels {

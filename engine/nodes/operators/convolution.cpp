@@ -12,6 +12,7 @@
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/blur.h"
 #include "nodes/operators/filter_simd.h"
+#include "nodes/operators/operator_input.h"
 #include "quorin/imgbuf4f.h"
 
 namespace quorin_engine {
@@ -203,16 +204,11 @@ void each_target_row(imgbuf4f& target, Row row) {
 
 void render_EdgeDetect(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"RGB");
+  if (!in.connected()) return;
   const uint32_t type = limit_enum(fetch_enum(node, ctx, u"type", edge_sobel), 2);
   const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"direction", dir_both), 2);
-  const imgbuf4f& src = *in.buffer;
+  const imgbuf4f& src = in.image();
   if (type == edge_laplace) {
     convolve_3x3(target, src, laplace, 8.0f);  // keeps its sign
     return;
@@ -236,15 +232,10 @@ void render_EdgeDetect(shadetree_node_t& node, const renderctx& ctx) {
 
 void render_Emboss(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"RGB");
+  if (!in.connected()) return;
   const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"direction", dir_horizontal), 2);
-  const imgbuf4f& src = *in.buffer;
+  const imgbuf4f& src = in.image();
   // Horizontal relief comes from the columns kernel and vertical relief from the rows kernel.
   const square_kernel horz_k(prewitt_columns, 1, 6.0f), vert_k(prewitt_rows, 1, 6.0f);
   const uint32_t w = target.width;
@@ -275,16 +266,11 @@ void render_Emboss(shadetree_node_t& node, const renderctx& ctx) {
 // Divided by 9, the result holds about a ninth of the image's contrast plus its detail.
 void render_Sharpen(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"RGB");
+  if (!in.connected()) return;
   const square_kernel k(sharpen, 1, 9.0f);
   each_target_row(target, [&](uint32_t y, float* out, float*, float*) {
-    square_row(out, *in.buffer, y, k);
+    square_row(out, in.image(), y, k);
     abs_all(out, target.width);
   });
 }
@@ -293,24 +279,19 @@ void render_Sharpen(shadetree_node_t& node, const renderctx& ctx) {
 
 void render_Highpass(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"RGB");
+  if (!in.connected()) return;
   const float size = clamp_float(fetch_float(node, ctx, u"size", 0.03f), 0.0f, 1.0f);
   uint32_t n = blur_width(size);
   if (n < 3) {
-    imgbuf4f_copy_buffer_content_from(&target, in.buffer);
+    imgbuf4f_copy_buffer_content_from(&target, &in.image());
     return;
   }
   if (!(n & 1u)) n -= 1;
   // A Gaussian of this render's own, outside the process-wide cache.
   const std::unique_ptr<blur_kernel> k = build_blur_kernel(blur_gaussian, n);
   scratch_buffer_t scratch(ctx.pool);
-  const imgbuf4f& src = *in.buffer;
+  const imgbuf4f& src = in.image();
   const uint32_t w = target.width, h = target.height;
   convolve_rows(*scratch.buffer, src, k->weights4, k->width, k->norm, 0, 0, w - 1, h - 1);
   convolve_columns(target, *scratch.buffer, k->weights4, k->width, k->norm, 0, 0, w - 1, h - 1);
@@ -462,13 +443,8 @@ constexpr region_fn region_bodies[12] = {
 
 void render_RegionGrowGrey(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"grey");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"grey");
+  if (!in.connected()) return;
   region_params p;
   p.threshold = clamp_float(fetch_float(node, ctx, u"threshold", 0.5f), 0.0f, 1.0f);
   p.newval = clamp_float(fetch_float(node, ctx, u"newval", 0.5f), 0.0f, 1.0f);
@@ -477,8 +453,8 @@ void render_RegionGrowGrey(shadetree_node_t& node, const renderctx& ctx) {
   const uint32_t condition = limit_enum(fetch_enum_input(node, ctx, u"condition", node.connected(u"thmode"), 0), 2);
   const uint32_t below = fetch_enum(node, ctx, u"neighcond", 0) ? 1 : 0;
   const uint32_t binary = fetch_enum(node, ctx, u"outmode", 0) ? 1 : 0;
-  copy_ring(target, *in.buffer);
-  region_bodies[condition * 4 + below * 2 + binary](target, *in.buffer, p);
+  copy_ring(target, in.image());
+  region_bodies[condition * 4 + below * 2 + binary](target, in.image(), p);
 }
 
 }  // namespace quorin_engine

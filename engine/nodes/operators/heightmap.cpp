@@ -9,6 +9,7 @@
 #include "eval/fetch.h"
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/blur.h"
+#include "nodes/operators/operator_input.h"
 #include "quorin/imgbuf4f.h"
 
 namespace quorin_engine {
@@ -116,11 +117,9 @@ constexpr lighting_fn lighting_bodies[8] = {
 
 void render_Lighting(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  imgbuf4f_clear(&target);
-  shadetree_node_t* source = node.connected(u"hmap");
-  if (!source) return;
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"hmap");
+  if (!in.connected()) return;
+  imgbuf4f_clear(&target);  // the ring of pixels stays cleared
   lighting_params p;
   p.light = {fetch_float(node, ctx, u"lightX", 0.75f), fetch_float(node, ctx, u"lightY", 0.75f),
              fetch_float(node, ctx, u"lightZ", 2.0f)};
@@ -135,19 +134,17 @@ void render_Lighting(shadetree_node_t& node, const renderctx& ctx) {
   p.diffcoeff = fetch_float(node, ctx, u"diffcoeff", 1.0f);
   if (specular) fetch_color_or(node, ctx, u"speccol", p.speccol);
   p.speccoeff = fetch_float(node, ctx, u"speccoeff", 1.0f);
-  lighting_bodies[(ambient ? 4 : 0) + (diffuse ? 2 : 0) + (specular ? 1 : 0)](target, *in.buffer, p);
+  lighting_bodies[(ambient ? 4 : 0) + (diffuse ? 2 : 0) + (specular ? 1 : 0)](target, in.image(), p);
 }
 
 // ---- NormalMap -----------------------------------------------------------------------------------
 
 void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  imgbuf4f_clear(&target);
-  shadetree_node_t* source = node.connected(u"hmap");
-  if (!source) return;
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
-  const imgbuf4f& hmap = *in.buffer;
+  const operator_input in(node, ctx, u"hmap");
+  if (!in.connected()) return;
+  imgbuf4f_clear(&target);  // the ring of pixels stays cleared
+  const imgbuf4f& hmap = in.image();
   const float sx = (1.0f / static_cast<float>(target.width - 1)) * 2.0f;
   const float sy = (1.0f / static_cast<float>(target.height - 1)) * 2.0f;
   each_inner_pixel(target.width, target.height, [&](uint32_t x, uint32_t y) {
@@ -166,13 +163,8 @@ void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
 
 void render_NormalMapCopper(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  shadetree_node_t* source = node.connected(u"hmap");
-  if (!source) {
-    imgbuf4f_clear(&target);
-    return;
-  }
-  input_render_buffer_t in(ctx.pool, source, ctx.for_thumbnail);
-  in.render(ctx);
+  const operator_input in(node, ctx, u"hmap");
+  if (!in.connected()) return;
   const float e = fetch_level(node, ctx, u"elevation");
   const float s = fetch_level(node, ctx, u"shape");
   const bool inv_src = fetch_bool_param(node, ctx, u"inv-src");
@@ -182,7 +174,7 @@ void render_NormalMapCopper(shadetree_node_t& node, const renderctx& ctx) {
   // input `size`, so a connection to `size` has no effect.
   const float blur = clamp_float(fetch_float(node, ctx, u"blur-size", 0.05f), 0.0f, 1.0f);
   const bool sharpen = fetch_bool_param(node, ctx, u"sharpen");
-  const imgbuf4f& src = *in.buffer;
+  const imgbuf4f& src = in.image();
   const uint32_t w = target.width, h = target.height;
 
   // Heights: the luminance of the input, inverted on request.

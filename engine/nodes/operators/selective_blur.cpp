@@ -91,16 +91,9 @@ struct relsize_kernel {
   const blur_kernel* at(uint32_t x, uint32_t y) const { return kernels.at(pixel_at(relsize, x, y)[0]); }
 };
 
-// All four floats of one blurred pixel, alpha 1.0; a pixel without a kernel is copied.
 template <bool Rows, class Kernels>
 inline void blur_pixel(float* out, const imgbuf4f& src, const Kernels& ks, uint32_t x, uint32_t y) {
-  const blur_kernel* k = ks.at(x, y);
-  if (!k)
-    std::memcpy(out, pixel_at(src, x, y), 16);
-  else if (Rows)
-    convolve_pixel_row(out, src, k->weights4, k->width, k->norm, x, y);
-  else
-    convolve_pixel_column(out, src, k->weights4, k->width, k->norm, x, y);
+  quorin_engine::blur_pixel<Rows>(out, src, ks.at(x, y), x, y);
 }
 
 inline float edge_luminance(const float* e) { return 0.299f * e[0] + 0.587f * e[1] + 0.114f * e[2]; }
