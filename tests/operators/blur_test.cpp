@@ -12,13 +12,11 @@ namespace {
 
 using namespace quorin_engine;
 using filtref::image;
+using filtref::same;
+using filtref::source_of;
 using op_rig = filtref::rig;
 
 constexpr uint32_t blur_id = 1005, var_blur_id = 1070, motion_blur_id = 1006, irregular_blur_id = 1091;
-
-shadetree_node_t* source_of(op_rig& rig, const image& img) {
-  return rig.image([&](uint32_t x, uint32_t r, float* px) { std::memcpy(px, img.at(x, r), 16); });
-}
 
 // The Blur passes over a region as reference loops: outside the region the source shows.
 image reference_blur(const image& src, uint32_t type, uint32_t n, uint32_t direction, int64_t x0, int64_t y0,

@@ -12,15 +12,13 @@ namespace {
 
 using namespace quorin_engine;
 using filtref::image;
+using filtref::same;
+using filtref::source_of;
 using filtref::rig;
 using optest::op_rig;
 
 constexpr uint32_t edge_id = 1010, emboss_id = 1011, dilation_id = 1012, erosion_id = 1013, sharpen_id = 1043,
                    highpass_id = 1075, region_id = 1090;
-
-shadetree_node_t* source_of(rig& r, const image& img) {
-  return r.image([&](uint32_t x, uint32_t row, float* px) { std::memcpy(px, img.at(x, row), 16); });
-}
 
 image render_on(const image& src, uint32_t type_id, optest::params_list params, const char16_t* input = u"RGB") {
   rig r(src.w, src.h);
@@ -38,11 +36,6 @@ image map_pixels(const image& a, const image& b, F f) {
 
 const std::vector<float> sobel_rows{-1, -2, -1, 0, 0, 0, 1, 2, 1}, sobel_cols{-1, 0, 1, -2, 0, 2, -1, 0, 1};
 const std::vector<float> prewitt_rows{-1, -1, -1, 0, 0, 0, 1, 1, 1}, prewitt_cols{-1, 0, 1, -1, 0, 1, -1, 0, 1};
-
-::testing::AssertionResult same(const image& want, const image& got) {
-  imgbuf4f b{imgbuf4f_head_guard, got.w, got.h, const_cast<float*>(got.px.data()), imgbuf4f_tail_guard};
-  return filtref::same_pixels(want, b);
-}
 
 TEST(EdgeDetect, KernelsDirectionsAndSigns) {
   // Values beyond 0..1 so that negative sums and sign keeping show.

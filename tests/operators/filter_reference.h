@@ -63,6 +63,18 @@ inline ::testing::AssertionResult same_pixels(const image& expected, const quori
   return ::testing::AssertionSuccess();
 }
 
+// The same comparison between two plain images.
+inline ::testing::AssertionResult same(const image& expected, const image& actual) {
+  quorin_engine::imgbuf4f b{quorin_engine::imgbuf4f_head_guard, actual.w, actual.h, const_cast<float*>(actual.px.data()),
+                            quorin_engine::imgbuf4f_tail_guard};
+  return same_pixels(expected, b);
+}
+
+// A source node of the rig whose image is `img`.
+inline quorin_engine::shadetree_node_t* source_of(rig& r, const image& img) {
+  return r.image([&](uint32_t x, uint32_t row, float* px) { std::memcpy(px, img.at(x, row), 16); });
+}
+
 struct taps {
   std::vector<float> w;
   float norm;

@@ -9,14 +9,12 @@ namespace {
 
 using namespace quorin_engine;
 using filtref::image;
+using filtref::same;
+using filtref::source_of;
 using filtref::rig;
 using optest::op_rig;
 
 constexpr uint32_t lighting_id = 1060, normal_map_id = 1086, copper_id = 1088, ao_id = 1089;
-
-shadetree_node_t* source_of(rig& r, const image& img) {
-  return r.image([&](uint32_t x, uint32_t row, float* px) { std::memcpy(px, img.at(x, row), 16); });
-}
 
 image render_with(uint32_t id, optest::params_list params, const image& hmap, const image* nmap = nullptr) {
   rig r(hmap.w, hmap.h);
@@ -24,11 +22,6 @@ image render_with(uint32_t id, optest::params_list params, const image& hmap, co
   op_rig::connect(op, u"hmap", source_of(r, hmap));
   if (nmap) op_rig::connect(op, u"nmap", source_of(r, *nmap));
   return filtref::from_buffer(*r.render(op));
-}
-
-::testing::AssertionResult same(const image& want, const image& got) {
-  imgbuf4f b{imgbuf4f_head_guard, got.w, got.h, const_cast<float*>(got.px.data()), imgbuf4f_tail_guard};
-  return filtref::same_pixels(want, b);
 }
 
 void norm3(float v[3]) {

@@ -12,14 +12,12 @@ namespace {
 
 using namespace quorin_engine;
 using filtref::image;
+using filtref::same;
+using filtref::source_of;
 using filtref::rig;
 using optest::op_rig;
 
 constexpr uint32_t selective_id = 1073, selective_var_id = 1074;
-
-shadetree_node_t* source_of(rig& r, const image& img) {
-  return r.image([&](uint32_t x, uint32_t row, float* px) { std::memcpy(px, img.at(x, row), 16); });
-}
 
 // Three taps over the whole image, samples clamped, divided by sum, alpha 1.
 image filter3(const image& src, const float w[3], float sum, bool rows) {
@@ -98,11 +96,6 @@ image render_selective(const image& src, optest::params_list params, const image
   op_rig::connect(op, u"RGB", source_of(r, src));
   if (relsize) op_rig::connect(op, u"relsize", source_of(r, *relsize));
   return filtref::from_buffer(*r.render(op));
-}
-
-::testing::AssertionResult same(const image& want, const image& got) {
-  imgbuf4f b{imgbuf4f_head_guard, got.w, got.h, const_cast<float*>(got.px.data()), imgbuf4f_tail_guard};
-  return filtref::same_pixels(want, b);
 }
 
 const char16_t* directions[] = {u"horizontal", u"vertical", u"both"};
