@@ -51,6 +51,16 @@ void render_operator(benchmark::State& state, shadetree_node_t* op, uint32_t wid
   time_renders(state, op, pool, true);
 }
 
+void feed_inputs(shadetree_node_t* node, shadetree_node_t* rgb_source, shadetree_node_t* grey_source) {
+  const auto* ports = node->input_ports();
+  if (!ports) return;
+  for (const quorin_engine::port_spec_t& in : *ports) {
+    if (in.type == quorin_engine::port_rgbstream) node_set_output_for_input_keyed(node, in.name.c_str(), rgb_source);
+    if (in.type == quorin_engine::port_greystream)
+      node_set_output_for_input_keyed(node, in.name.c_str(), grey_source);
+  }
+}
+
 namespace {
 
 void BM_RGB(benchmark::State& state) {

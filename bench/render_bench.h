@@ -28,4 +28,13 @@ void render_node(benchmark::State& state, quorin_engine::shadetree_node_t* node,
 void render_operator(benchmark::State& state, quorin_engine::shadetree_node_t* op, uint32_t width,
                      uint32_t height, uint32_t pool_buffers = 16);
 
+// Connects every stream input of `node` to a generator owned by the caller's `sources`: a colour
+// gradient for colour streams, turbulence for grey ones.
+void feed_inputs(quorin_engine::shadetree_node_t* node, quorin_engine::shadetree_node_t* rgb_source,
+                 quorin_engine::shadetree_node_t* grey_source);
+
+// Registers the benchmarks that walk the catalogue (the sweep over every node type with a render
+// routine, and the thread speed-ups); called by main once the catalogue is loaded.
+void register_catalogue_benchmarks();
+
 }  // namespace quorin_bench

@@ -131,7 +131,22 @@ loaded_project::loaded_project(const std::string& path) : project(nullptr) {
   }
 }
 
-loaded_project::~loaded_project() { project_delete(project); }
+loaded_project::~loaded_project() {
+  if (project) project_delete(project);
+}
+
+value_context::value_context(qr_project* p) : ctx(renderctx_create()) {
+  renderctx_set_target_buf(ctx, nullptr);
+  renderctx_set_targetbuf_from_cache(ctx, 0);
+  renderctx_set_pool(ctx, nullptr);
+  renderctx_set_for_thumbnail(ctx, 0);
+  renderctx_set_for_preview(ctx, 0);
+  renderctx_set_preview_supersampling(ctx, 0);
+  renderctx_set_is_anim(ctx, 0);
+  renderctx_set_project(ctx, p);
+}
+
+value_context::~value_context() { renderctx_delete(ctx); }
 
 std::string graph_title(qr_graph* g) {
   return engine_text([&](qr_char* b, int32_t c) { ::graph_name(g, b, c); });

@@ -47,6 +47,15 @@ struct loaded_project {
   loaded_project& operator=(const loaded_project&) = delete;
 };
 
+// A render context for reading parameter values: only its project (for the time) is looked at.
+struct value_context {
+  qr_renderctx* ctx;
+  explicit value_context(qr_project* p);
+  ~value_context();
+  value_context(const value_context&) = delete;
+  value_context& operator=(const value_context&) = delete;
+};
+
 // Graph and node lookup shared by the subcommands.
 std::string graph_title(qr_graph* g);
 std::string node_title(qr_node* n);
@@ -56,8 +65,16 @@ uint32_t node_index(qr_graph* g, qr_node* n);
 qr_graph* find_graph(qr_project* p, const std::string& spec, uint32_t* index_out);  // null spec: active, else first
 qr_node* find_node(qr_graph* g, const std::string& spec);                          // name, index or type name
 
+// Every type id the engine knows, in id order.
+std::vector<uint32_t> all_type_ids();
+// Nodes upstream of `n`, counted along every path (capped): a bound for the buffers a render holds.
+uint32_t upstream_weight(qr_node* n, uint32_t depth);
+// Parses the formulas of a graph's ScalarExpr nodes, which a project read from a file holds as text.
+void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx);
+
 int cmd_render(const std::vector<std::string>& args);
 int cmd_info(const std::vector<std::string>& args);
 int cmd_nodes(const std::vector<std::string>& args);
+int cmd_serve(const std::vector<std::string>& args);
 
 }  // namespace quorin_cli

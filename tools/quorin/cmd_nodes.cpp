@@ -6,14 +6,6 @@
 #include "cli.h"
 
 namespace quorin_cli {
-namespace {
-
-const char* const nodes_help =
-    "usage: quorin nodes [TYPE] [--all]\n"
-    "\n"
-    "Without TYPE: the node types by category, with their descriptions (types that editors hide\n"
-    "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
-    "bounds and enum values.\n";
 
 // Every type id the engine knows: generators 0-35, operators 1000-1091, Group.
 std::vector<uint32_t> all_type_ids() {
@@ -23,6 +15,15 @@ std::vector<uint32_t> all_type_ids() {
   ids.push_back(10000);
   return ids;
 }
+
+namespace {
+
+const char* const nodes_help =
+    "usage: quorin nodes [TYPE] [--all]\n"
+    "\n"
+    "Without TYPE: the node types by category, with their descriptions (types that editors hide\n"
+    "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
+    "bounds and enum values.\n";
 
 const char* port_word(uint32_t t) {
   switch (t) {
@@ -74,15 +75,8 @@ int describe_type(const std::string& name) {
   }
 
   // A fresh node stores the defaults; the context is only read for time curves, which it has none of.
-  qr_renderctx* ctx = renderctx_create();
-  renderctx_set_target_buf(ctx, nullptr);
-  renderctx_set_targetbuf_from_cache(ctx, 0);
-  renderctx_set_pool(ctx, nullptr);
-  renderctx_set_for_thumbnail(ctx, 0);
-  renderctx_set_for_preview(ctx, 0);
-  renderctx_set_preview_supersampling(ctx, 0);
-  renderctx_set_is_anim(ctx, 0);
-  renderctx_set_project(ctx, nullptr);
+  value_context values(nullptr);
+  qr_renderctx* ctx = values.ctx;
   for (uint32_t g = 0, gc = node_formal_param_group_count(n); g < gc; ++g) {
     std::printf("\nparameters: %s\n",
                 engine_text([&](qr_char* b, int32_t cap) { node_formal_param_group_name(n, g, b, cap); }).c_str());
@@ -111,7 +105,6 @@ int describe_type(const std::string& name) {
                     engine_text([&](qr_char* b, int32_t cap) { node_formal_param_enum_name(n, g, k, e, b, cap); }).c_str());
     }
   }
-  renderctx_delete(ctx);
   return 0;
 }
 

@@ -14,6 +14,34 @@
 #include "cli.h"
 
 namespace quorin_cli {
+
+// Nodes upstream of `n`, counted along every path (capped): a bound for the buffers a render holds.
+uint32_t upstream_weight(qr_node* n, uint32_t depth) {
+  if (depth > 64) return 0;
+  uint32_t total = 1;
+  for (uint32_t i = 0, c = node_input_count(n); i < c && total < 4096; ++i)
+    if (qr_node* src = node_outputnode_for_input_at(n, i)) total += upstream_weight(src, depth + 1);
+  return total;
+}
+
+// Formulas travel in project files as text, and a ScalarExpr read from a file holds no parsed
+// formula: setting the text again parses it, as an editor does when a project is opened.
+void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx) {
+  for (uint32_t i = 0, n = graph_node_count(g); i < n; ++i) {
+    qr_node* node = graph_node_at(g, i);
+    if (::node_type(node) != 1053) continue;
+    float unused = 0;
+    std::string text =
+        engine_text([&](qr_char* b, int32_t c) { node_param_value_keyed(node, ctx, b, c, &unused, u"expression"); });
+    if (text.empty()) continue;
+    try {
+      node_set_param_value(node, u"expression", to_u16(text).c_str());
+    } catch (const std::exception& e) {
+      throw run_error("node '" + node_label(g, node) + "': the formula '" + text + "' is incomplete (" + e.what() + ")");
+    }
+  }
+}
+
 namespace {
 
 const char* const render_help =
@@ -215,15 +243,6 @@ qr_node* default_node(qr_graph* g) {
   return fallback;
 }
 
-// Nodes upstream of `n`, counted along every path (capped): a bound for the buffers a render holds.
-uint32_t upstream_weight(qr_node* n, uint32_t depth) {
-  if (depth > 64) return 0;
-  uint32_t total = 1;
-  for (uint32_t i = 0, c = node_input_count(n); i < c && total < 4096; ++i)
-    if (qr_node* src = node_outputnode_for_input_at(n, i)) total += upstream_weight(src, depth + 1);
-  return total;
-}
-
 void apply_set(qr_graph* g, const std::string& spec) {
   std::size_t eq = spec.find('=');
   std::size_t dot = eq == std::string::npos ? std::string::npos : spec.rfind('.', eq);
@@ -235,24 +254,6 @@ void apply_set(qr_graph* g, const std::string& spec) {
     throw run_error("node '" + node_label(g, n) + "' (" + type_title(n) + ") has no parameter '" +
                     spec.substr(dot + 1, eq - dot - 1) + "' (see 'quorin nodes " + type_title(n) + "')");
   node_set_param_value(n, param.c_str(), to_u16(spec.substr(eq + 1)).c_str());
-}
-
-// Formulas travel in project files as text, and a ScalarExpr read from a file holds no parsed
-// formula: setting the text again parses it, as an editor does when a project is opened.
-void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx) {
-  for (uint32_t i = 0, n = graph_node_count(g); i < n; ++i) {
-    qr_node* node = graph_node_at(g, i);
-    if (::node_type(node) != 1053) continue;
-    float unused = 0;
-    std::string text =
-        engine_text([&](qr_char* b, int32_t c) { node_param_value_keyed(node, ctx, b, c, &unused, u"expression"); });
-    if (text.empty()) continue;
-    try {
-      node_set_param_value(node, u"expression", to_u16(text).c_str());
-    } catch (const std::exception& e) {
-      throw run_error("node '" + node_label(g, node) + "': the formula '" + text + "' is incomplete (" + e.what() + ")");
-    }
-  }
 }
 
 // Prints a progress line on standard error while a render has taken longer than a second.

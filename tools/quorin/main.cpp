@@ -17,6 +17,7 @@ const char* const usage_text =
     "  render PROJECT.xml -o OUT.png   render a node of a project to a PNG file\n"
     "  info PROJECT.xml                show a project's settings, graphs, nodes and assets\n"
     "  nodes [TYPE]                    list the node types, or describe one\n"
+    "  serve [PROJECT.xml]             edit a project in the browser\n"
     "\n"
     "'quorin <command> --help' describes a command's options.\n";
 
@@ -35,6 +36,7 @@ int main(int argc, char** argv) {
     if (command == "render") return cmd_render(args);
     if (command == "info") return cmd_info(args);
     if (command == "nodes") return cmd_nodes(args);
+    if (command == "serve") return cmd_serve(args);
     if (command == "--help" || command == "-h" || command == "help") {
       std::fputs(usage_text, stdout);
       return 0;
