@@ -14,13 +14,7 @@
 
 namespace filtref {
 
-// An operator rig whose pool holds free buffers for the routine's scratch work from the start (an
-// empty pool that grows hands its new buffer out twice).
-struct rig : optest::op_rig {
-  rig(uint32_t w, uint32_t h, uint32_t buffers = 10) : op_rig(w, h) {
-    for (uint32_t i = 0; i < buffers; ++i) pool.buffers.push_back({true, imgbuf4f_create(w, h)});
-  }
-};
+using rig = optest::op_rig;
 
 struct image {
   uint32_t w = 0, h = 0;
