@@ -41,15 +41,9 @@ QUORIN_INLINE v8 absolute(v8 v) {
   const int32_t m = 0x7fffffff;
   return (v8)((v8i)v & v8i{m, m, m, m, m, m, m, m});
 }
-QUORIN_INLINE v4 opaque(v4 v) {
-  v[3] = 1.0f;
-  return v;
-}
-QUORIN_INLINE v8 opaque(v8 v) {
-  v[3] = 1.0f;
-  v[7] = 1.0f;
-  return v;
-}
+// Alpha set to 1.0: one blend with a constant.
+QUORIN_INLINE v4 opaque(v4 v) { return __builtin_shufflevector(v, splat4(1.0f), 0, 1, 2, 7); }
+QUORIN_INLINE v8 opaque(v8 v) { return __builtin_shufflevector(v, splat8(1.0f), 0, 1, 2, 11, 4, 5, 6, 15); }
 
 inline int64_t clamp_index(int64_t i, int64_t lo, int64_t hi) { return i < lo ? lo : (i > hi ? hi : i); }
 
