@@ -159,8 +159,10 @@ image morph_round(const image& src, bool dilate, bool rgb) {
 }
 
 TEST(Morphology, RoundsRulesAndOwnBuffers) {
+  for (bool wide : {true, false})
   for (bool dilate : {true, false})
     for (bool rgb : {true, false}) {
+      const bool was = use_wide_vectors(wide);
       // Two spots across the threshold on a quiet background, growing one pixel a round.
       image src = filtref::noise_image(34, 20, 29);
       for (float& f : src.px) f = 0.25f + 0.1f * f;
@@ -180,6 +182,7 @@ TEST(Morphology, RoundsRulesAndOwnBuffers) {
       EXPECT_TRUE(filtref::same_pixels(want, *r.render(op))) << dilate << rgb;
       // The input's image in the cache is as it was rendered, also after several rounds.
       EXPECT_TRUE(filtref::same_pixels(src, *r.pool.cache_lookup(reinterpret_cast<uintptr_t>(input))));
+      use_wide_vectors(was);
     }
   // The rules at chosen pixels: a centre of 0.4 among 0.3; a centre of exactly 0.5.
   image low(3, 3, 0.3f), half(3, 3, 0.6f);

@@ -313,38 +313,66 @@ namespace {
 
 constexpr float morph_threshold = 0.5f;
 
+// One pixel (V = v4) or two neighbouring pixels (V = v8) of a round, at column offset o of the three
+// rows: the largest (or smallest) among the neighbours and the centre, taken where the centre lies
+// on the near side of the threshold and, with RGB, a neighbour on the far side. The lanes that may
+// change are red, green and blue with RGB, red alone with Grey; the result is clamped to 0..1.
+template <bool Dilate, bool Rgb, class V, class M, class Load>
+QUORIN_INLINE V morph_pixels(const float* up, const float* mid, const float* down, std::size_t o, V t, M lanes,
+                             Load load) {
+  const V c = load(mid + o);
+  const float* nb[8] = {up + o - 4, up + o, up + o + 4, mid + o - 4, mid + o + 4, down + o - 4, down + o, down + o + 4};
+  V m = c;
+  M across = {};
+  for (const float* p : nb) {
+    const V n = load(p);
+    m = Dilate ? (n > m ? n : m) : (n < m ? n : m);
+    across |= Dilate ? (n >= t) : (n < t);
+  }
+  const M centre_takes = Dilate ? (t > c) : (c >= t);
+  const M change = Rgb ? (centre_takes & across & lanes) : (centre_takes & lanes);
+  const V out = change ? m : c;
+  const V zero = t - t, one = t + t;
+  return out < zero ? zero : (out > one ? one : out);
+}
+
+template <bool Dilate, bool Rgb>
+QUORIN_INLINE void morph_row_body(float* d, const float* up, const float* mid, const float* down, uint32_t w) {
+  using namespace filter;
+  constexpr int32_t r = -1, g = Rgb ? -1 : 0;
+  uint32_t x = 1;
+  for (; x + 2 < w; x += 2) {
+    v8 out = morph_pixels<Dilate, Rgb>(up, mid, down, std::size_t(x) * 4, splat8(morph_threshold),
+                                       v8i{r, g, g, 0, r, g, g, 0}, load8);
+    if (!Rgb) out = __builtin_shufflevector(out, out, 0, 0, 0, 3, 4, 4, 4, 7);
+    store8(d + 4 * x, out);
+  }
+  for (; x + 1 < w; ++x) {
+    v4 out = morph_pixels<Dilate, Rgb>(up, mid, down, std::size_t(x) * 4, splat4(morph_threshold), v4i{r, g, g, 0},
+                                       load4);
+    if (!Rgb) out = __builtin_shufflevector(out, out, 0, 0, 0, 3);
+    store4(d + 4 * x, out);
+  }
+}
+
+template <bool Dilate, bool Rgb>
+void morph_row_base(float* d, const float* up, const float* mid, const float* down, uint32_t w) {
+  morph_row_body<Dilate, Rgb>(d, up, mid, down, w);
+}
+template <bool Dilate, bool Rgb>
+QUORIN_WIDE_VECTORS void morph_row_wide(float* d, const float* up, const float* mid, const float* down, uint32_t w) {
+  morph_row_body<Dilate, Rgb>(d, up, mid, down, w);
+}
+
 // One round over the inner pixels, from src into dst; the window is the eight neighbours.
 template <bool Dilate, bool Rgb>
 void morph_round(imgbuf4f& dst, const imgbuf4f& src) {
   const uint32_t w = src.width, h = src.height;
   if (w < 3 || h < 3) return;
+  const auto row = filter::wide_vectors ? morph_row_wide<Dilate, Rgb> : morph_row_base<Dilate, Rgb>;
   for_row_bands(h - 2, [&](uint32_t first, uint32_t last) {
     for (uint32_t y = first + 1; y < last + 1; ++y)
-      for (uint32_t x = 1; x + 1 < w; ++x) {
-        const float* c = pixel_at(src, x, y);
-        const float* nb[8] = {pixel_at(src, x - 1, y - 1), pixel_at(src, x, y - 1), pixel_at(src, x + 1, y - 1),
-                              pixel_at(src, x - 1, y),     pixel_at(src, x + 1, y), pixel_at(src, x - 1, y + 1),
-                              pixel_at(src, x, y + 1),     pixel_at(src, x + 1, y + 1)};
-        float out[4] = {c[0], c[1], c[2], c[3]};
-        const uint32_t channels = Rgb ? 3 : 1;
-        for (uint32_t ch = 0; ch < channels; ++ch) {
-          const float v = c[ch];
-          if (Dilate ? !(morph_threshold > v) : !(v >= morph_threshold)) continue;
-          if (Rgb) {
-            // A channel changes only if a neighbour lies on the other side of the threshold.
-            bool across = false;
-            for (const float* n : nb) across |= Dilate ? n[ch] >= morph_threshold : n[ch] < morph_threshold;
-            if (!across) continue;
-          }
-          float m = v;
-          for (const float* n : nb)
-            if (Dilate ? n[ch] > m : n[ch] < m) m = n[ch];
-          out[ch] = m;
-        }
-        if (!Rgb) out[1] = out[2] = out[0];
-        float* d = pixel_at(dst, x, y);
-        for (uint32_t i = 0; i < 4; ++i) d[i] = clamp_float(out[i], 0.0f, 1.0f);
-      }
+      row(pixel_at(dst, 0, y), pixel_at(src, 0, y - 1), pixel_at(src, 0, y), pixel_at(src, 0, y + 1), w);
   });
 }
 

@@ -30,6 +30,7 @@ QUORIN_INLINE v4 splat4(float f) { return v4{f, f, f, f}; }
 QUORIN_INLINE v8 splat8(float f) { return v8{f, f, f, f, f, f, f, f}; }
 // The four floats of one pixel, twice: the same weights for two neighbouring pixels.
 QUORIN_INLINE v8 twice(v4 v) { return v8{v[0], v[1], v[2], v[3], v[0], v[1], v[2], v[3]}; }
+// Lane masks, as comparisons give them: all bits set for true.
 typedef int32_t v4i __attribute__((vector_size(16)));
 typedef int32_t v8i __attribute__((vector_size(32)));
 // Absolute values: the sign bits cleared.
