@@ -160,30 +160,30 @@ image morph_round(const image& src, bool dilate, bool rgb) {
 
 TEST(Morphology, RoundsRulesAndOwnBuffers) {
   for (bool wide : {true, false})
-  for (bool dilate : {true, false})
-    for (bool rgb : {true, false}) {
-      const bool was = use_wide_vectors(wide);
-      // Two spots across the threshold on a quiet background, growing one pixel a round.
-      image src = filtref::noise_image(34, 20, 29);
-      for (float& f : src.px) f = 0.25f + 0.1f * f;
-      src.at(2, 3)[0] = src.at(2, 3)[1] = src.at(25, 12)[2] = 0.9f;
-      if (!dilate)
-        for (float& f : src.px) f = 1.0f - f;
-      const uint32_t id = dilate ? dilation_id : erosion_id;
-      image want = src;
-      for (int i = 0; i < 11; ++i) want = morph_round(want, dilate, rgb);
-      EXPECT_FALSE(same(want, morph_round(want, dilate, rgb)));  // the twelfth round still changes pixels
-      want = morph_round(want, dilate, rgb);
-      rig r(src.w, src.h);
-      shadetree_node_t* input = source_of(r, src);
-      shadetree_node_t* op = r.node(id, {{u"iters", u"20"}});
-      op_rig::connect(op, rgb ? u"RGB" : u"Grey", input);
-      if (rgb) op_rig::connect(op, u"Grey", r.constant({0, 0, 0, 1}));  // ignored while RGB is connected
-      EXPECT_TRUE(filtref::same_pixels(want, *r.render(op))) << dilate << rgb;
-      // The input's image in the cache is as it was rendered, also after several rounds.
-      EXPECT_TRUE(filtref::same_pixels(src, *r.pool.cache_lookup(reinterpret_cast<uintptr_t>(input))));
-      use_wide_vectors(was);
-    }
+    for (bool dilate : {true, false})
+      for (bool rgb : {true, false}) {
+        const bool was = use_wide_vectors(wide);
+        // Two spots across the threshold on a quiet background, growing one pixel a round.
+        image src = filtref::noise_image(34, 20, 29);
+        for (float& f : src.px) f = 0.25f + 0.1f * f;
+        src.at(2, 3)[0] = src.at(2, 3)[1] = src.at(25, 12)[2] = 0.9f;
+        if (!dilate)
+          for (float& f : src.px) f = 1.0f - f;
+        const uint32_t id = dilate ? dilation_id : erosion_id;
+        image want = src;
+        for (int i = 0; i < 11; ++i) want = morph_round(want, dilate, rgb);
+        EXPECT_FALSE(same(want, morph_round(want, dilate, rgb)));  // the twelfth round still changes pixels
+        want = morph_round(want, dilate, rgb);
+        rig r(src.w, src.h);
+        shadetree_node_t* input = source_of(r, src);
+        shadetree_node_t* op = r.node(id, {{u"iters", u"20"}});
+        op_rig::connect(op, rgb ? u"RGB" : u"Grey", input);
+        if (rgb) op_rig::connect(op, u"Grey", r.constant({0, 0, 0, 1}));  // ignored while RGB is connected
+        EXPECT_TRUE(filtref::same_pixels(want, *r.render(op))) << dilate << rgb;
+        // The input's image in the cache is as it was rendered, also after several rounds.
+        EXPECT_TRUE(filtref::same_pixels(src, *r.pool.cache_lookup(reinterpret_cast<uintptr_t>(input))));
+        use_wide_vectors(was);
+      }
   // The rules at chosen pixels: a centre of 0.4 among 0.3; a centre of exactly 0.5.
   image low(3, 3, 0.3f), half(3, 3, 0.6f);
   low.at(1, 1)[0] = low.at(1, 1)[1] = low.at(1, 1)[2] = 0.4f;

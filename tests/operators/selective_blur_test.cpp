@@ -135,6 +135,11 @@ TEST(SelectiveBlur, Thresholds) {
   filtref::pass(rows, src, g, true, 0, 0, 16, 11);
   filtref::pass(both, rows, g, false, 0, 0, 16, 11);
   EXPECT_TRUE(same(both, render_selective(src, {{u"threshold", u"1"}, {u"type", u"Gaussian"}, {u"size", u"0.05"}})));
+  // A kernel wider than the image: every sample clamps to the image's edge.
+  const image narrow = filtref::noise_image(6, 5, 44);
+  const kernel_at box9 = [](int64_t, int64_t) { return std::optional<filtref::taps>(filtref::kernel(0, 9)); };
+  EXPECT_TRUE(same(selective(narrow, 2, 0.2f, false, false, box9),
+                   render_selective(narrow, {{u"threshold", u"0.2"}, {u"size", u"0.09"}})));
   // Size 0.02: a plain copy, alpha included, whatever the mask says.
   EXPECT_TRUE(same(src, render_selective(src, {{u"size", u"0.02"}, {u"alpha-mask", u"true"}, {u"direction", u"horizontal"}})));
   // A constant image is blurred everywhere and stays (nearly) that constant, alpha 1.

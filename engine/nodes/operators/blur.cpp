@@ -318,6 +318,30 @@ void convolve_pixel_column(float out[4], const imgbuf4f& src, const float* weigh
   convolve_span(out, taps, weights4, width, norm, 1);
 }
 
+void blur_whole_row(float* out, const imgbuf4f& src, uint32_t y, const blur_kernel& k, bool rows) {
+  const uint32_t n = k.width;
+  const int64_t w = src.width, half = (n - 1) >> 1;
+  const float* taps[256];
+  if (!rows) {
+    for (uint32_t t = 0; t < n; ++t)
+      taps[t] = pixel_at(src, 0, static_cast<uint32_t>(clamp_index(int64_t(y) + t - half, 0, src.height - 1)));
+    convolve_span(out, taps, k.weights4, n, k.norm, src.width);
+    return;
+  }
+  // The pixels whose window lies inside the row run unclamped, the others clamp each sample.
+  const float* s = pixel_at(src, 0, y);
+  const int64_t lo = half, hi = w - 1 - half;
+  if (lo <= hi) {
+    for (uint32_t t = 0; t < n; ++t) taps[t] = s + 4 * t;
+    convolve_span(out + 4 * lo, taps, k.weights4, n, k.norm, static_cast<uint32_t>(hi - lo + 1));
+  }
+  const int64_t left_end = std::min(lo, w);
+  for (int64_t x = 0; x < left_end; ++x)
+    convolve_pixel_row(out + 4 * x, src, k.weights4, n, k.norm, static_cast<uint32_t>(x), y);
+  for (int64_t x = std::max(hi + 1, left_end); x < w; ++x)
+    convolve_pixel_row(out + 4 * x, src, k.weights4, n, k.norm, static_cast<uint32_t>(x), y);
+}
+
 // ---- per-pixel widths ----------------------------------------------------------------------------
 
 var_blur_kernels::var_blur_kernels(uint32_t type, float size) : scale(size * 100.0f) {

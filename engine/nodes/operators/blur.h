@@ -58,6 +58,10 @@ void convolve_pixel_row(float out[4], const imgbuf4f& src, const float* weights4
 void convolve_pixel_column(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width,
                            float norm, uint32_t x, uint32_t y);
 
+// Row y of a row pass (rows true) or a column pass with the image edge as the limit, into out
+// (width pixels): at each pixel the value of convolve_pixel_row or convolve_pixel_column.
+void blur_whole_row(float* out, const imgbuf4f& src, uint32_t y, const blur_kernel& k, bool rows);
+
 // Width of the blur `size` (a fraction of 100 pixels): trunc(size * 100), in float.
 uint32_t blur_width(float size);
 

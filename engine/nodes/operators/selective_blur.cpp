@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "core/row_bands.h"
 #include "document/node.h"
@@ -80,21 +81,33 @@ void selective_edge_map(imgbuf4f& edges, const imgbuf4f& src, uint32_t direction
 
 namespace {
 
-// Where the kernel of a pixel comes from: one for the image, or the width that relsize gives.
+// Where a pass's blurred pixels come from. With one kernel for the image the pass blurs each row
+// whole before choosing among its pixels (the same values, on the vector loops); with the widths of
+// relsize each selected pixel is blurred by itself.
 struct fixed_kernel {
   const blur_kernel* k;
-  const blur_kernel* at(uint32_t, uint32_t) const { return k; }
+  std::size_t row_floats(uint32_t width) const { return std::size_t(width) * 4; }
+  template <bool Rows>
+  void begin_row(float* row, const imgbuf4f& src, uint32_t y) const {
+    blur_whole_row(row, src, y, *k, Rows);
+  }
+  template <bool Rows>
+  const float* pixel(const float* row, float*, const imgbuf4f&, uint32_t x, uint32_t) const {
+    return row + 4 * std::size_t(x);
+  }
 };
 struct relsize_kernel {
   const var_blur_kernels& kernels;
   const imgbuf4f& relsize;
-  const blur_kernel* at(uint32_t x, uint32_t y) const { return kernels.at(pixel_at(relsize, x, y)[0]); }
+  std::size_t row_floats(uint32_t) const { return 0; }
+  template <bool Rows>
+  void begin_row(float*, const imgbuf4f&, uint32_t) const {}
+  template <bool Rows>
+  const float* pixel(const float*, float* one, const imgbuf4f& src, uint32_t x, uint32_t y) const {
+    blur_pixel<Rows>(one, src, kernels.at(pixel_at(relsize, x, y)[0]), x, y);
+    return one;
+  }
 };
-
-template <bool Rows, class Kernels>
-inline void blur_pixel(float* out, const imgbuf4f& src, const Kernels& ks, uint32_t x, uint32_t y) {
-  quorin_engine::blur_pixel<Rows>(out, src, ks.at(x, y), x, y);
-}
 
 inline float edge_luminance(const float* e) { return 0.299f * e[0] + 0.587f * e[1] + 0.114f * e[2]; }
 
@@ -104,16 +117,20 @@ enum class unselected_alpha { zero, one, own };
 template <bool Rows, unselected_alpha Alpha, class Kernels>
 void uniform_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, float threshold, const Kernels& ks) {
   for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y)
+    std::vector<float> row(ks.row_floats(dst.width));
+    alignas(16) float one[4];
+    for (uint32_t y = first; y < last; ++y) {
+      ks.template begin_row<Rows>(row.data(), src, y);
       for (uint32_t x = 0; x < dst.width; ++x) {
         float* out = pixel_at(dst, x, y);
         if (threshold > edge_luminance(pixel_at(edges, x, y))) {
-          blur_pixel<Rows>(out, src, ks, x, y);
+          std::memcpy(out, ks.template pixel<Rows>(row.data(), one, src, x, y), 16);
         } else {
           std::memcpy(out, pixel_at(src, x, y), 16);
           if (Alpha != unselected_alpha::own) out[3] = Alpha == unselected_alpha::zero ? 0.0f : 1.0f;
         }
       }
+    }
   });
 }
 
@@ -122,17 +139,24 @@ void uniform_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, flo
 template <bool Rows, class Kernels>
 void separate_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, float threshold, const Kernels& ks) {
   for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y)
+    std::vector<float> row(ks.row_floats(dst.width));
+    alignas(16) float one[4];
+    for (uint32_t y = first; y < last; ++y) {
+      ks.template begin_row<Rows>(row.data(), src, y);
       for (uint32_t x = 0; x < dst.width; ++x) {
         const float* e = pixel_at(edges, x, y);
         const float* s = pixel_at(src, x, y);
         float* out = pixel_at(dst, x, y);
         const bool sel[3] = {threshold > e[0], threshold > e[1], threshold > e[2]};
-        alignas(16) float blurred[4];
-        if (sel[0] || sel[1] || sel[2]) blur_pixel<Rows>(blurred, src, ks, x, y);
-        for (uint32_t c = 0; c < 3; ++c) out[c] = sel[c] ? blurred[c] : s[c];
+        if (sel[0] || sel[1] || sel[2]) {
+          const float* blurred = ks.template pixel<Rows>(row.data(), one, src, x, y);
+          for (uint32_t c = 0; c < 3; ++c) out[c] = sel[c] ? blurred[c] : s[c];
+        } else {
+          for (uint32_t c = 0; c < 3; ++c) out[c] = s[c];
+        }
         out[3] = 1.0f;
       }
+    }
   });
 }
 
