@@ -31,7 +31,7 @@ image reference_blur(const image& src, uint32_t type, uint32_t n, uint32_t direc
 }
 
 TEST(BlurKernels, TapsAndNorms) {
-  init();
+  filtref::engine_ready();
   const blur_kernel* g3 = kernel_for(1, 3);
   const blur_kernel* g5 = kernel_for(1, 5);
   const float want3[] = {0.166151f, 0.398942f, 0.166151f};
@@ -71,7 +71,7 @@ TEST(BlurKernels, TapsAndNorms) {
 }
 
 TEST(BlurPasses, ClampToTheRectangleAndSkipWhatDoesNotFit) {
-  init();
+  filtref::engine_ready();
   const image src = filtref::noise_image(29, 13, 3);
   image buf_src = src;
   imgbuf4f in{imgbuf4f_head_guard, src.w, src.h, buf_src.px.data(), imgbuf4f_tail_guard};

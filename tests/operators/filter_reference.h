@@ -16,6 +16,11 @@ namespace filtref {
 
 using rig = optest::op_rig;
 
+// The engine started once for the tests that call its functions without a rig.
+inline void engine_ready() {
+  if (quorin_engine::nodetype_specs().empty()) init();
+}
+
 struct image {
   uint32_t w = 0, h = 0;
   std::vector<float> px;
