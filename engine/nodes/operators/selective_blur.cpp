@@ -113,23 +113,31 @@ inline float edge_luminance(const float* e) { return 0.299f * e[0] + 0.587f * e[
 
 enum class unselected_alpha { zero, one, own };
 
-// mode uniform: a pixel is blurred as a whole when the threshold is above its edge luminance.
-template <bool Rows, unselected_alpha Alpha, class Kernels>
-void uniform_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, float threshold, const Kernels& ks) {
+// Runs px(out, source pixel, edge value, blurred) over every pixel of dst, where blurred() gives
+// the pixel's blur by the pass.
+template <bool Rows, class Kernels, class Px>
+void selective_pixels(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, const Kernels& ks, Px px) {
   for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
     std::vector<float> row(ks.row_floats(dst.width));
     alignas(16) float one[4];
     for (uint32_t y = first; y < last; ++y) {
       ks.template begin_row<Rows>(row.data(), src, y);
-      for (uint32_t x = 0; x < dst.width; ++x) {
-        float* out = pixel_at(dst, x, y);
-        if (threshold > edge_luminance(pixel_at(edges, x, y))) {
-          std::memcpy(out, ks.template pixel<Rows>(row.data(), one, src, x, y), 16);
-        } else {
-          std::memcpy(out, pixel_at(src, x, y), 16);
-          if (Alpha != unselected_alpha::own) out[3] = Alpha == unselected_alpha::zero ? 0.0f : 1.0f;
-        }
-      }
+      for (uint32_t x = 0; x < dst.width; ++x)
+        px(pixel_at(dst, x, y), pixel_at(src, x, y), pixel_at(edges, x, y),
+           [&] { return ks.template pixel<Rows>(row.data(), one, src, x, y); });
+    }
+  });
+}
+
+// mode uniform: a pixel is blurred as a whole when the threshold is above its edge luminance.
+template <bool Rows, unselected_alpha Alpha, class Kernels>
+void uniform_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, float threshold, const Kernels& ks) {
+  selective_pixels<Rows>(dst, src, edges, ks, [&](float* out, const float* s, const float* e, auto blurred) {
+    if (threshold > edge_luminance(e)) {
+      std::memcpy(out, blurred(), 16);
+    } else {
+      std::memcpy(out, s, 16);
+      if (Alpha != unselected_alpha::own) out[3] = Alpha == unselected_alpha::zero ? 0.0f : 1.0f;
     }
   });
 }
@@ -138,25 +146,11 @@ void uniform_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, flo
 // alpha 1.0.
 template <bool Rows, class Kernels>
 void separate_pass(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges, float threshold, const Kernels& ks) {
-  for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
-    std::vector<float> row(ks.row_floats(dst.width));
-    alignas(16) float one[4];
-    for (uint32_t y = first; y < last; ++y) {
-      ks.template begin_row<Rows>(row.data(), src, y);
-      for (uint32_t x = 0; x < dst.width; ++x) {
-        const float* e = pixel_at(edges, x, y);
-        const float* s = pixel_at(src, x, y);
-        float* out = pixel_at(dst, x, y);
-        const bool sel[3] = {threshold > e[0], threshold > e[1], threshold > e[2]};
-        if (sel[0] || sel[1] || sel[2]) {
-          const float* blurred = ks.template pixel<Rows>(row.data(), one, src, x, y);
-          for (uint32_t c = 0; c < 3; ++c) out[c] = sel[c] ? blurred[c] : s[c];
-        } else {
-          for (uint32_t c = 0; c < 3; ++c) out[c] = s[c];
-        }
-        out[3] = 1.0f;
-      }
-    }
+  selective_pixels<Rows>(dst, src, edges, ks, [&](float* out, const float* s, const float* e, auto blurred) {
+    const bool sel[3] = {threshold > e[0], threshold > e[1], threshold > e[2]};
+    const float* b = (sel[0] || sel[1] || sel[2]) ? blurred() : s;
+    for (uint32_t c = 0; c < 3; ++c) out[c] = sel[c] ? b[c] : s[c];
+    out[3] = 1.0f;
   });
 }
 
