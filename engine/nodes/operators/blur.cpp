@@ -209,10 +209,6 @@ struct pass_extent : sorted_range {
   int64_t tap(int64_t i, uint32_t k) const { return clamp_index(i + k - half, lo, hi); }
 };
 
-}  // namespace
-
-namespace {
-
 // One row of the row pass: d points at the destination pixel of column ex.lo, s at the source
 // row's first pixel. The middle stretch runs unclamped; margin pixels clamp each sample, and where
 // the margins overlap a pixel is done once.
@@ -512,13 +508,14 @@ constexpr column_range irregular_masks[5][11] = {
     {{5, 5}, {3, 7}, {2, 8}, {0, 10}, {0, 10}, {0, 10}, {1, 9}, {1, 9}, {1, 9}, {1, 9}, {1, 9}},
 };
 
-}  // namespace
-
+// The 11 by 11 mask of a shape, ones and zeros, rows from the top.
 void irregular_blur_mask(uint32_t shape, float out[121]) {
   const column_range* rows = irregular_masks[shape > 4 ? 4 : shape];
   for (uint32_t r = 0; r < 11; ++r)
     for (uint32_t c = 0; c < 11; ++c) out[r * 11 + c] = (c >= rows[r].first && c <= rows[r].last) ? 1.0f : 0.0f;
 }
+
+}  // namespace
 
 void render_IrregularBlur(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;

@@ -86,9 +86,6 @@ struct var_blur_kernels {
   const blur_kernel* at(float relsize) const;  // null: the pixel is copied
 };
 
-// The 11 by 11 mask of IrregularBlur's shape (0 tridown, 1 triup, 2 diamond, 3 disc, 4 pentagon).
-void irregular_blur_mask(uint32_t shape, float out[121]);
-
 void render_Blur(shadetree_node_t& node, const renderctx& ctx);
 void render_VarBlur(shadetree_node_t& node, const renderctx& ctx);
 void render_MotionBlur(shadetree_node_t& node, const renderctx& ctx);

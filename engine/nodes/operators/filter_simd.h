@@ -34,10 +34,6 @@ QUORIN_INLINE v8 twice(v4 v) { return v8{v[0], v[1], v[2], v[3], v[0], v[1], v[2
 typedef int32_t v4i __attribute__((vector_size(16)));
 typedef int32_t v8i __attribute__((vector_size(32)));
 // Absolute values: the sign bits cleared.
-QUORIN_INLINE v4 absolute(v4 v) {
-  const int32_t m = 0x7fffffff;
-  return (v4)((v4i)v & v4i{m, m, m, m});
-}
 QUORIN_INLINE v8 absolute(v8 v) {
   const int32_t m = 0x7fffffff;
   return (v8)((v8i)v & v8i{m, m, m, m, m, m, m, m});

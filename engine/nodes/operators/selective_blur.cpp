@@ -52,8 +52,8 @@ void each_pixel(imgbuf4f& out, const imgbuf4f& a, const imgbuf4f& b, Px px) {
   });
 }
 
-}  // namespace
-
+// The edge map of a separable Sobel (smoothing 1 2 1, derivative -1 0 1) for the blur direction,
+// written to `edges`; `a`, `b` and `c` are scratch.
 void selective_edge_map(imgbuf4f& edges, const imgbuf4f& src, uint32_t direction, imgbuf4f& a, imgbuf4f& b,
                         imgbuf4f& c) {
   // Across the rows: smoothed along each row, differentiated down the columns; and the other way.
@@ -78,8 +78,6 @@ void selective_edge_map(imgbuf4f& edges, const imgbuf4f& src, uint32_t direction
 }
 
 // ---- passes --------------------------------------------------------------------------------------
-
-namespace {
 
 // Where a pass's blurred pixels come from. With one kernel for the image the pass blurs each row
 // whole before choosing among its pixels (the same values, on the vector loops); with the widths of
