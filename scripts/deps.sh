@@ -5,7 +5,8 @@ packages=(build-essential cmake pkg-config
           libpng-dev libjpeg62-turbo-dev libjxr-dev libboost-dev libxml2-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core
           libgtest-dev libbenchmark-dev
-          libcpp-httplib-dev nlohmann-json3-dev nodejs chromium)
+          libcli11-dev nlohmann-json3-dev libopenexr-dev
+          libcpp-httplib-dev nodejs chromium)
 # The editor's page is bundled from npm packages at build time; npm comes with some nodejs builds.
 command -v npm >/dev/null 2>&1 || packages+=(npm)
 missing=()

@@ -1,4 +1,4 @@
-// Shared pieces of the quorin command: text conversion, option errors, engine session, JSON.
+// Shared pieces of the quorin command: text conversion, errors, engine session, lookups.
 #pragma once
 #include <cstdint>
 #include <functional>
@@ -6,7 +6,13 @@
 #include <string>
 #include <vector>
 
+#include <nlohmann/json_fwd.hpp>
+
 #include "quorin/quorin.h"
+
+namespace CLI {
+class App;
+}
 
 namespace quorin_cli {
 
@@ -25,7 +31,8 @@ std::string to_u8(const std::u16string& text);
 // Reads a text the engine hands out through a (buffer, capacity) pair.
 std::string engine_text(const std::function<void(qr_char*, int32_t)>& read);
 
-std::string json_string(const std::string& text);
+// A JSON document as one line; text that is not valid UTF-8 is replaced, never refused.
+std::string json_text(const nlohmann::ordered_json& doc);
 
 bool parse_uint(const std::string& text, uint32_t& out);
 bool is_uint(const std::string& text);
@@ -72,9 +79,12 @@ uint32_t upstream_weight(qr_node* n, uint32_t depth);
 // Parses the formulas of a graph's ScalarExpr nodes, which a project read from a file holds as text.
 void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx);
 
-int cmd_render(const std::vector<std::string>& args);
-int cmd_info(const std::vector<std::string>& args);
-int cmd_nodes(const std::vector<std::string>& args);
-int cmd_serve(const std::vector<std::string>& args);
+
+// Each subcommand registers its options and its action on the command's parser. The action runs
+// once the whole command line has been read; it reports failures by throwing the errors above.
+void add_render_command(CLI::App& app);
+void add_info_command(CLI::App& app);
+void add_nodes_command(CLI::App& app);
+void add_serve_command(CLI::App& app);
 
 }  // namespace quorin_cli

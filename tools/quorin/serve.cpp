@@ -1,4 +1,5 @@
 // quorin serve: the browser editor's page and its JSON API over one project.
+#include <CLI/CLI.hpp>
 #include <httplib.h>
 #include <signal.h>
 
@@ -22,21 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-const char* const serve_help =
-    "usage: quorin serve [PROJECT.xml] [options]\n"
-    "\n"
-    "Serves a node-graph editor for the project in the browser, with a live preview. A project\n"
-    "file that does not exist yet is started empty and written there on save (default:\n"
-    "untitled.xml in the current folder). The editor reads and writes only that file and files\n"
-    "in its folder.\n"
-    "\n"
-    "options:\n"
-    "  --port N          the port to listen on (default 8600; 0 picks a free one)\n"
-    "  --bind ADDRESS    the address to listen on (default 127.0.0.1, this machine only)\n"
-    "  --editor DIR      the folder of the built editor page (default: the build's)\n"
-    "  --max-body BYTES  the largest request body accepted (default 64 MiB)\n"
-    "  --verbose         show the engine's debug messages on standard error\n";
-
 struct serve_options {
   std::string project = "untitled.xml";
   uint32_t port = 8600;
@@ -45,43 +31,6 @@ struct serve_options {
   uint32_t max_body = 64u << 20;
   bool verbose = false;
 };
-
-serve_options parse_options(const std::vector<std::string>& args) {
-  serve_options o;
-  bool have_project = false;
-  auto value = [&](std::size_t& i) {
-    if (i + 1 >= args.size()) throw usage_error("option " + args[i] + " needs a value");
-    return args[++i];
-  };
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    if (a == "--help" || a == "-h") {
-      std::fputs(serve_help, stdout);
-      std::exit(0);
-    } else if (a == "--port") {
-      std::string v = value(i);
-      if (!parse_uint(v, o.port) || o.port > 65535) throw usage_error("bad port '" + v + "': give 0 to 65535");
-    } else if (a == "--bind") {
-      o.bind = value(i);
-    } else if (a == "--editor") {
-      o.editor = value(i);
-    } else if (a == "--max-body") {
-      std::string v = value(i);
-      if (!parse_uint(v, o.max_body) || o.max_body == 0) throw usage_error("bad size '" + v + "'");
-    } else if (a == "--verbose") {
-      o.verbose = true;
-    } else if (!a.empty() && a[0] == '-') {
-      throw usage_error("unknown option '" + a + "'");
-    } else if (!have_project) {
-      o.project = a;
-      have_project = true;
-    } else {
-      throw usage_error("unexpected argument '" + a + "'");
-    }
-  }
-  if (fs::path(o.project).extension() != ".xml") throw usage_error("a project file name ends in .xml");
-  return o;
-}
 
 void send_json(httplib::Response& res, const json& body, int status = 200) {
   res.status = status;
@@ -270,8 +219,9 @@ class editor_server {
 
 }  // namespace
 
-int cmd_serve(const std::vector<std::string>& args) {
-  serve_options o = parse_options(args);
+namespace {
+
+void serve(const serve_options& o) {
   // SIGINT and SIGTERM end the server cleanly: one thread waits for them, the others never see them.
   sigset_t stop_signals;
   sigemptyset(&stop_signals);
@@ -297,7 +247,30 @@ int cmd_serve(const std::vector<std::string>& args) {
   http.listen_after_bind();
   pthread_kill(waiter.native_handle(), SIGTERM);
   waiter.join();
-  return 0;
+}
+
+}  // namespace
+
+void add_serve_command(CLI::App& app) {
+  auto o = std::make_shared<serve_options>();
+  CLI::App* cmd = app.add_subcommand("serve", "Serves a node-graph editor for the project in the browser, with a live preview.");
+  cmd->footer("A project file that does not exist yet is started empty and written there on save (default:\n"
+              "untitled.xml in the current folder). The editor reads and writes only that file and files\n"
+              "in its folder.");
+  cmd->add_option("project", o->project, "the project file (default untitled.xml)")->type_name("PROJECT.xml");
+  cmd->add_option("--port", o->port, "the port to listen on (default 8600; 0 picks a free one)")
+      ->check(CLI::Range(0u, 65535u))->type_name("N");
+  cmd->add_option("--bind", o->bind, "the address to listen on (default 127.0.0.1, this machine only)")
+      ->type_name("ADDRESS");
+  cmd->add_option("--editor", o->editor, "the folder of the built editor page (default: the build's)")
+      ->type_name("DIR");
+  cmd->add_option("--max-body", o->max_body, "the largest request body accepted (default 64 MiB)")
+      ->check(CLI::PositiveNumber)->type_name("BYTES");
+  cmd->add_flag("--verbose", o->verbose, "show the engine's debug messages on standard error");
+  cmd->callback([o] {
+    if (fs::path(o->project).extension() != ".xml") throw usage_error("a project file name ends in .xml");
+    serve(*o);
+  });
 }
 
 }  // namespace quorin_cli
