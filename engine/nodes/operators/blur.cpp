@@ -11,7 +11,7 @@
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/convolution.h"
 #include "nodes/operators/filter_simd.h"
-#include "nodes/operators/operator_input.h"
+#include "nodes/operators/pixel_loops.h"
 #include "nodes/operators/sampling.h"
 #include "quorin/imgbuf4f.h"
 
@@ -401,33 +401,33 @@ void blur_passes(imgbuf4f& target, const imgbuf4f& input, imgbuf4f& scratch, con
 
 void render_Blur(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"RGB");
-  if (!in.connected()) return;
-  const blur_params p = fetch_blur_params(node, ctx);
-  const float left = fetch_float(node, ctx, u"roi-left", 0.0f);
-  const float top = fetch_float(node, ctx, u"roi-top", 0.0f);
-  const float right = fetch_float(node, ctx, u"roi-right", 1.0f);
-  const float bottom = fetch_float(node, ctx, u"roi-bottom", 1.0f);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& input) {
+    const blur_params p = fetch_blur_params(node, ctx);
+    const float left = fetch_float(node, ctx, u"roi-left", 0.0f);
+    const float top = fetch_float(node, ctx, u"roi-top", 0.0f);
+    const float right = fetch_float(node, ctx, u"roi-right", 1.0f);
+    const float bottom = fetch_float(node, ctx, u"roi-bottom", 1.0f);
 
-  const uint32_t w = target.width, h = target.height;
-  const uint32_t x0 = region_edge(static_cast<float>(w), left), y0 = region_edge(static_cast<float>(h), top);
-  const uint32_t x1 = region_edge(static_cast<float>(w), right), y1 = region_edge(static_cast<float>(h), bottom);
-  if (x0 >= x1 || y0 >= y1) {
-    imgbuf4f_copy_buffer_content_from(&target, &in.image());
-    return;
-  }
-  uint32_t n = blur_width(p.size);
-  if (n >= x1 - x0) n = x1 - x0 - 1;
-  if (n >= y1 - y0) n = y1 - y0 - 1;
-  if (n <= 2) {
-    imgbuf4f_copy_buffer_content_from(&target, &in.image());
-    return;
-  }
-  if (!(n & 1u)) n -= 1;
-  const blur_kernel* k = kernel_for(p.type, n);
-  scratch_buffer_t scratch(ctx.pool);
-  const bool full = x0 == 0 && y0 == 0 && x1 >= w - 1 && y1 >= h - 1;
-  blur_passes(target, in.image(), *scratch.buffer, *k, p.direction, x0, y0, x1, y1, full);
+    const uint32_t w = target.width, h = target.height;
+    const uint32_t x0 = region_edge(static_cast<float>(w), left), y0 = region_edge(static_cast<float>(h), top);
+    const uint32_t x1 = region_edge(static_cast<float>(w), right), y1 = region_edge(static_cast<float>(h), bottom);
+    if (x0 >= x1 || y0 >= y1) {
+      imgbuf4f_copy_buffer_content_from(&target, &input);
+      return;
+    }
+    uint32_t n = blur_width(p.size);
+    if (n >= x1 - x0) n = x1 - x0 - 1;
+    if (n >= y1 - y0) n = y1 - y0 - 1;
+    if (n <= 2) {
+      imgbuf4f_copy_buffer_content_from(&target, &input);
+      return;
+    }
+    if (!(n & 1u)) n -= 1;
+    const blur_kernel* k = kernel_for(p.type, n);
+    scratch_buffer_t scratch(ctx.pool);
+    const bool full = x0 == 0 && y0 == 0 && x1 >= w - 1 && y1 >= h - 1;
+    blur_passes(target, input, *scratch.buffer, *k, p.direction, x0, y0, x1, y1, full);
+  });
 }
 
 // ---- VarBlur -------------------------------------------------------------------------------------
@@ -519,15 +519,15 @@ void irregular_blur_mask(uint32_t shape, float out[121]) {
 
 void render_IrregularBlur(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"RGB");
-  if (!in.connected()) return;
-  const uint32_t shape = limit_enum(fetch_enum(node, ctx, u"shape", 0), 4);
-  float mask[121];
-  irregular_blur_mask(shape, mask);
-  float sum = 0.0f;
-  for (float m : mask) sum += std::fabs(m);
-  // The convolution writes every pixel, so the copy of the input that would precede it is left out.
-  convolve_11x11(target, in.image(), mask, sum);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& input) {
+    const uint32_t shape = limit_enum(fetch_enum(node, ctx, u"shape", 0), 4);
+    float mask[121];
+    irregular_blur_mask(shape, mask);
+    float sum = 0.0f;
+    for (float m : mask) sum += std::fabs(m);
+    // The convolution writes every pixel, so the copy of the input that would precede it is left out.
+    convolve_11x11(target, input, mask, sum);
+  });
 }
 
 }  // namespace quorin_engine

@@ -12,7 +12,7 @@
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/blur.h"
 #include "nodes/operators/filter_simd.h"
-#include "nodes/operators/operator_input.h"
+#include "nodes/operators/pixel_loops.h"
 #include "quorin/imgbuf4f.h"
 
 namespace quorin_engine {
@@ -204,74 +204,72 @@ void each_target_row(imgbuf4f& target, Row row) {
 
 void render_EdgeDetect(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"RGB");
-  if (!in.connected()) return;
-  const uint32_t type = limit_enum(fetch_enum(node, ctx, u"type", edge_sobel), 2);
-  const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"direction", dir_both), 2);
-  const imgbuf4f& src = in.image();
-  if (type == edge_laplace) {
-    convolve_3x3(target, src, laplace, 8.0f);  // keeps its sign
-    return;
-  }
-  const square_kernel rows_k(type == edge_sobel ? sobel_rows : prewitt_rows, 1, type == edge_sobel ? 8.0f : 6.0f);
-  const square_kernel cols_k(type == edge_sobel ? sobel_columns : prewitt_columns, 1,
-                             type == edge_sobel ? 8.0f : 6.0f);
-  const square_kernel& a = direction == dir_vertical ? cols_k : rows_k;
-  const square_kernel& b = cols_k;
-  const bool both = direction == dir_both;
-  for_row_bands(target.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y)
-      square_row(pixel_at(target, 0, y), src, y, 1, [&](float* out, const float* const* taps, uint32_t count) {
-        if (both)
-          edge_span<true>(out, taps, a.weights4, b.weights4, a.inv, b.inv, count);
-        else
-          edge_span<false>(out, taps, a.weights4, nullptr, a.inv, 0.0f, count);
-      });
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& src) {
+    const uint32_t type = limit_enum(fetch_enum(node, ctx, u"type", edge_sobel), 2);
+    const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"direction", dir_both), 2);
+    if (type == edge_laplace) {
+      convolve_3x3(target, src, laplace, 8.0f);  // keeps its sign
+      return;
+    }
+    const square_kernel rows_k(type == edge_sobel ? sobel_rows : prewitt_rows, 1, type == edge_sobel ? 8.0f : 6.0f);
+    const square_kernel cols_k(type == edge_sobel ? sobel_columns : prewitt_columns, 1,
+                               type == edge_sobel ? 8.0f : 6.0f);
+    const square_kernel& a = direction == dir_vertical ? cols_k : rows_k;
+    const square_kernel& b = cols_k;
+    const bool both = direction == dir_both;
+    for_row_bands(target.height, [&](uint32_t first, uint32_t last) {
+      for (uint32_t y = first; y < last; ++y)
+        square_row(pixel_at(target, 0, y), src, y, 1, [&](float* out, const float* const* taps, uint32_t count) {
+          if (both)
+            edge_span<true>(out, taps, a.weights4, b.weights4, a.inv, b.inv, count);
+          else
+            edge_span<false>(out, taps, a.weights4, nullptr, a.inv, 0.0f, count);
+        });
+    });
   });
 }
 
 void render_Emboss(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"RGB");
-  if (!in.connected()) return;
-  const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"direction", dir_horizontal), 2);
-  const imgbuf4f& src = in.image();
-  // Horizontal relief comes from the columns kernel and vertical relief from the rows kernel.
-  const square_kernel horz_k(prewitt_columns, 1, 6.0f), vert_k(prewitt_rows, 1, 6.0f);
-  const uint32_t w = target.width;
-  auto relief = [&](float* p, uint32_t y, const square_kernel& k) {
-    square_row(p, src, y, k);
-    for (uint32_t x = 0; x < w; ++x) {
-      float* q = p + 4 * x;
-      for (uint32_t c = 0; c < 3; ++c) q[c] = clamp_float(q[c] + 0.5f, 0.0f, 1.0f);
-      q[3] = 1.0f;
-    }
-  };
-  each_target_row(target, [&](uint32_t y, float* out, float* a, float* b) {
-    if (direction == dir_horizontal) {
-      relief(out, y, horz_k);
-    } else if (direction == dir_vertical) {
-      relief(out, y, vert_k);
-    } else {
-      relief(a, y, horz_k);
-      relief(b, y, vert_k);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& src) {
+    const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"direction", dir_horizontal), 2);
+    // Horizontal relief comes from the columns kernel and vertical relief from the rows kernel.
+    const square_kernel horz_k(prewitt_columns, 1, 6.0f), vert_k(prewitt_rows, 1, 6.0f);
+    const uint32_t w = target.width;
+    auto relief = [&](float* p, uint32_t y, const square_kernel& k) {
+      square_row(p, src, y, k);
       for (uint32_t x = 0; x < w; ++x) {
-        for (uint32_t c = 0; c < 3; ++c) out[4 * x + c] = 0.5f * b[4 * x + c] + 0.5f * a[4 * x + c];
-        out[4 * x + 3] = 1.0f;
+        float* q = p + 4 * x;
+        for (uint32_t c = 0; c < 3; ++c) q[c] = clamp_float(q[c] + 0.5f, 0.0f, 1.0f);
+        q[3] = 1.0f;
       }
-    }
+    };
+    each_target_row(target, [&](uint32_t y, float* out, float* a, float* b) {
+      if (direction == dir_horizontal) {
+        relief(out, y, horz_k);
+      } else if (direction == dir_vertical) {
+        relief(out, y, vert_k);
+      } else {
+        relief(a, y, horz_k);
+        relief(b, y, vert_k);
+        for (uint32_t x = 0; x < w; ++x) {
+          for (uint32_t c = 0; c < 3; ++c) out[4 * x + c] = 0.5f * b[4 * x + c] + 0.5f * a[4 * x + c];
+          out[4 * x + 3] = 1.0f;
+        }
+      }
+    });
   });
 }
 
 // Divided by 9, the result holds about a ninth of the image's contrast plus its detail.
 void render_Sharpen(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"RGB");
-  if (!in.connected()) return;
-  const square_kernel k(sharpen, 1, 9.0f);
-  each_target_row(target, [&](uint32_t y, float* out, float*, float*) {
-    square_row(out, in.image(), y, k);
-    abs_all(out, target.width);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& input) {
+    const square_kernel k(sharpen, 1, 9.0f);
+    each_target_row(target, [&](uint32_t y, float* out, float*, float*) {
+      square_row(out, input, y, k);
+      abs_all(out, target.width);
+    });
   });
 }
 
@@ -279,31 +277,30 @@ void render_Sharpen(shadetree_node_t& node, const renderctx& ctx) {
 
 void render_Highpass(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"RGB");
-  if (!in.connected()) return;
-  const float size = clamp_float(fetch_float(node, ctx, u"size", 0.03f), 0.0f, 1.0f);
-  uint32_t n = blur_width(size);
-  if (n < 3) {
-    imgbuf4f_copy_buffer_content_from(&target, &in.image());
-    return;
-  }
-  if (!(n & 1u)) n -= 1;
-  // A Gaussian of this render's own, outside the process-wide cache.
-  const std::unique_ptr<blur_kernel> k = build_blur_kernel(blur_gaussian, n);
-  scratch_buffer_t scratch(ctx.pool);
-  const imgbuf4f& src = in.image();
-  const uint32_t w = target.width, h = target.height;
-  convolve_rows(*scratch.buffer, src, k->weights4, k->width, k->norm, 0, 0, w - 1, h - 1);
-  convolve_columns(target, *scratch.buffer, k->weights4, k->width, k->norm, 0, 0, w - 1, h - 1);
-  for_row_bands(h, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y) {
-      const float* s = pixel_at(src, 0, y);
-      float* d = pixel_at(target, 0, y);
-      for (uint32_t x = 0; x < w; ++x, s += 4, d += 4) {
-        for (uint32_t c = 0; c < 3; ++c) d[c] = (s[c] + (1.0f - d[c])) * 0.5f;
-        d[3] = 1.0f;
-      }
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& src) {
+    const float size = clamp_float(fetch_float(node, ctx, u"size", 0.03f), 0.0f, 1.0f);
+    uint32_t n = blur_width(size);
+    if (n < 3) {
+      imgbuf4f_copy_buffer_content_from(&target, &src);
+      return;
     }
+    if (!(n & 1u)) n -= 1;
+    // A Gaussian of this render's own, outside the process-wide cache.
+    const std::unique_ptr<blur_kernel> k = build_blur_kernel(blur_gaussian, n);
+    scratch_buffer_t scratch(ctx.pool);
+    const uint32_t w = target.width, h = target.height;
+    convolve_rows(*scratch.buffer, src, k->weights4, k->width, k->norm, 0, 0, w - 1, h - 1);
+    convolve_columns(target, *scratch.buffer, k->weights4, k->width, k->norm, 0, 0, w - 1, h - 1);
+    for_row_bands(h, [&](uint32_t first, uint32_t last) {
+      for (uint32_t y = first; y < last; ++y) {
+        const float* s = pixel_at(src, 0, y);
+        float* d = pixel_at(target, 0, y);
+        for (uint32_t x = 0; x < w; ++x, s += 4, d += 4) {
+          for (uint32_t c = 0; c < 3; ++c) d[c] = (s[c] + (1.0f - d[c])) * 0.5f;
+          d[3] = 1.0f;
+        }
+      }
+    });
   });
 }
 
@@ -471,18 +468,18 @@ constexpr region_fn region_bodies[12] = {
 
 void render_RegionGrowGrey(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"grey");
-  if (!in.connected()) return;
-  region_params p;
-  p.threshold = clamp_float(fetch_float(node, ctx, u"threshold", 0.5f), 0.0f, 1.0f);
-  p.newval = clamp_float(fetch_float(node, ctx, u"newval", 0.5f), 0.0f, 1.0f);
-  p.neighbours = clamp_uint(fetch_uint(node, ctx, u"neighbours", 4), 1, 8);
-  // The connection of `condition` is looked for under the name "thmode", which no input has.
-  const uint32_t condition = limit_enum(fetch_enum_input(node, ctx, u"condition", node.connected(u"thmode"), 0), 2);
-  const uint32_t below = fetch_enum(node, ctx, u"neighcond", 0) ? 1 : 0;
-  const uint32_t binary = fetch_enum(node, ctx, u"outmode", 0) ? 1 : 0;
-  copy_ring(target, in.image());
-  region_bodies[condition * 4 + below * 2 + binary](target, in.image(), p);
+  pixops::with_input(node, ctx, u"grey", [&](const imgbuf4f& input) {
+    region_params p;
+    p.threshold = clamp_float(fetch_float(node, ctx, u"threshold", 0.5f), 0.0f, 1.0f);
+    p.newval = clamp_float(fetch_float(node, ctx, u"newval", 0.5f), 0.0f, 1.0f);
+    p.neighbours = clamp_uint(fetch_uint(node, ctx, u"neighbours", 4), 1, 8);
+    // The connection of `condition` is looked for under the name "thmode", which no input has.
+    const uint32_t condition = limit_enum(fetch_enum_input(node, ctx, u"condition", node.connected(u"thmode"), 0), 2);
+    const uint32_t below = fetch_enum(node, ctx, u"neighcond", 0) ? 1 : 0;
+    const uint32_t binary = fetch_enum(node, ctx, u"outmode", 0) ? 1 : 0;
+    copy_ring(target, input);
+    region_bodies[condition * 4 + below * 2 + binary](target, input, p);
+  });
 }
 
 }  // namespace quorin_engine

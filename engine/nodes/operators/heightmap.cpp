@@ -9,7 +9,7 @@
 #include "eval/fetch.h"
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/blur.h"
-#include "nodes/operators/operator_input.h"
+#include "nodes/operators/pixel_loops.h"
 #include "quorin/imgbuf4f.h"
 
 namespace quorin_engine {
@@ -117,45 +117,44 @@ constexpr lighting_fn lighting_bodies[8] = {
 
 void render_Lighting(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"hmap");
-  if (!in.connected()) return;
-  imgbuf4f_clear(&target);  // the ring of pixels stays cleared
-  lighting_params p;
-  p.light = {fetch_float(node, ctx, u"lightX", 0.75f), fetch_float(node, ctx, u"lightY", 0.75f),
-             fetch_float(node, ctx, u"lightZ", 2.0f)};
-  // The light's colour is read and plays no part in the shading.
-  float lightcol[4] = {1, 1, 1, 1};
-  fetch_color_or(node, ctx, u"lightcol", lightcol);
-  const bool ambient = fetch_bool_param(node, ctx, u"ambient");
-  const bool diffuse = fetch_bool_param(node, ctx, u"diffuse");
-  const bool specular = fetch_bool_param(node, ctx, u"specular");
-  if (ambient) fetch_color_or(node, ctx, u"ambcol", p.ambcol);
-  if (diffuse) fetch_color_or(node, ctx, u"diffcol", p.diffcol);
-  p.diffcoeff = fetch_float(node, ctx, u"diffcoeff", 1.0f);
-  if (specular) fetch_color_or(node, ctx, u"speccol", p.speccol);
-  p.speccoeff = fetch_float(node, ctx, u"speccoeff", 1.0f);
-  lighting_bodies[(ambient ? 4 : 0) + (diffuse ? 2 : 0) + (specular ? 1 : 0)](target, in.image(), p);
+  pixops::with_input(node, ctx, u"hmap", [&](const imgbuf4f& input) {
+    imgbuf4f_clear(&target);  // the ring of pixels stays cleared
+    lighting_params p;
+    p.light = {fetch_float(node, ctx, u"lightX", 0.75f), fetch_float(node, ctx, u"lightY", 0.75f),
+               fetch_float(node, ctx, u"lightZ", 2.0f)};
+    // The light's colour is read and plays no part in the shading.
+    float lightcol[4] = {1, 1, 1, 1};
+    fetch_color_or(node, ctx, u"lightcol", lightcol);
+    const bool ambient = fetch_bool_param(node, ctx, u"ambient");
+    const bool diffuse = fetch_bool_param(node, ctx, u"diffuse");
+    const bool specular = fetch_bool_param(node, ctx, u"specular");
+    if (ambient) fetch_color_or(node, ctx, u"ambcol", p.ambcol);
+    if (diffuse) fetch_color_or(node, ctx, u"diffcol", p.diffcol);
+    p.diffcoeff = fetch_float(node, ctx, u"diffcoeff", 1.0f);
+    if (specular) fetch_color_or(node, ctx, u"speccol", p.speccol);
+    p.speccoeff = fetch_float(node, ctx, u"speccoeff", 1.0f);
+    lighting_bodies[(ambient ? 4 : 0) + (diffuse ? 2 : 0) + (specular ? 1 : 0)](target, input, p);
+  });
 }
 
 // ---- NormalMap -----------------------------------------------------------------------------------
 
 void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"hmap");
-  if (!in.connected()) return;
-  imgbuf4f_clear(&target);  // the ring of pixels stays cleared
-  const imgbuf4f& hmap = in.image();
-  const float sx = (1.0f / static_cast<float>(target.width - 1)) * 2.0f;
-  const float sy = (1.0f / static_cast<float>(target.height - 1)) * 2.0f;
-  each_inner_pixel(target.width, target.height, [&](uint32_t x, uint32_t y) {
-    const float dx = red(hmap, x - 1, y) - red(hmap, x + 1, y);
-    const float dy = red(hmap, x, y + 1) - red(hmap, x, y - 1);
-    const vec3 n = normalise({-dx * sy, -dy * sx, sx * sy});
-    float* out = pixel_at(target, x, y);
-    out[0] = clamp_float(n.x * 0.5f + 0.5f, 0.0f, 1.0f);
-    out[1] = clamp_float(n.y * 0.5f + 0.5f, 0.0f, 1.0f);
-    out[2] = clamp_float(n.z * 0.5f + 0.5f, 0.0f, 1.0f);
-    out[3] = 1.0f;
+  pixops::with_input(node, ctx, u"hmap", [&](const imgbuf4f& hmap) {
+    imgbuf4f_clear(&target);  // the ring of pixels stays cleared
+    const float sx = (1.0f / static_cast<float>(target.width - 1)) * 2.0f;
+    const float sy = (1.0f / static_cast<float>(target.height - 1)) * 2.0f;
+    each_inner_pixel(target.width, target.height, [&](uint32_t x, uint32_t y) {
+      const float dx = red(hmap, x - 1, y) - red(hmap, x + 1, y);
+      const float dy = red(hmap, x, y + 1) - red(hmap, x, y - 1);
+      const vec3 n = normalise({-dx * sy, -dy * sx, sx * sy});
+      float* out = pixel_at(target, x, y);
+      out[0] = clamp_float(n.x * 0.5f + 0.5f, 0.0f, 1.0f);
+      out[1] = clamp_float(n.y * 0.5f + 0.5f, 0.0f, 1.0f);
+      out[2] = clamp_float(n.z * 0.5f + 0.5f, 0.0f, 1.0f);
+      out[3] = 1.0f;
+    });
   });
 }
 
@@ -163,80 +162,79 @@ void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
 
 void render_NormalMapCopper(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
-  const operator_input in(node, ctx, u"hmap");
-  if (!in.connected()) return;
-  const float e = fetch_level(node, ctx, u"elevation");
-  const float s = fetch_level(node, ctx, u"shape");
-  const bool inv_src = fetch_bool_param(node, ctx, u"inv-src");
-  const bool inv_x = fetch_bool_param(node, ctx, u"inv-x");
-  const bool inv_y = fetch_bool_param(node, ctx, u"inv-y");
-  // The blur's width is looked for as a connection named "blur-size", not as the declared scalar
-  // input `size`, so a connection to `size` has no effect.
-  const float blur = clamp_float(fetch_float(node, ctx, u"blur-size", 0.05f), 0.0f, 1.0f);
-  const bool sharpen = fetch_bool_param(node, ctx, u"sharpen");
-  const imgbuf4f& src = in.image();
-  const uint32_t w = target.width, h = target.height;
+  pixops::with_input(node, ctx, u"hmap", [&](const imgbuf4f& src) {
+    const float e = fetch_level(node, ctx, u"elevation");
+    const float s = fetch_level(node, ctx, u"shape");
+    const bool inv_src = fetch_bool_param(node, ctx, u"inv-src");
+    const bool inv_x = fetch_bool_param(node, ctx, u"inv-x");
+    const bool inv_y = fetch_bool_param(node, ctx, u"inv-y");
+    // The blur's width is looked for as a connection named "blur-size", not as the declared scalar
+    // src `size`, so a connection to `size` has no effect.
+    const float blur = clamp_float(fetch_float(node, ctx, u"blur-size", 0.05f), 0.0f, 1.0f);
+    const bool sharpen = fetch_bool_param(node, ctx, u"sharpen");
+    const uint32_t w = target.width, h = target.height;
 
-  // Heights: the luminance of the input, inverted on request.
-  scratch_buffer_t heights(ctx.pool);
-  imgbuf4f& g = *heights.buffer;
-  for_row_bands(h, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y)
-      for (uint32_t x = 0; x < w; ++x) {
-        const float* p = pixel_at(src, x, y);
-        const float l = 0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2];
-        put_grey(pixel_at(g, x, y), inv_src ? 1.0f - l : l);
-      }
-  });
-
-  // A Sobel pair whose centre weight is `shape`, on heights scaled by `elevation`.
-  each_inner_pixel(w, h, [&](uint32_t x, uint32_t y) {
-    const float a = e * red(g, x - 1, y - 1), b = e * red(g, x, y - 1), c = e * red(g, x + 1, y - 1);
-    const float d = e * red(g, x - 1, y), f = e * red(g, x + 1, y);
-    const float g1 = e * red(g, x - 1, y + 1), k = e * red(g, x, y + 1), m = e * red(g, x + 1, y + 1);
-    const float nx = s * d + a + g1 - c - s * f - m;
-    const float ny = s * b + a + c - g1 - s * k - m;
-    const float r = std::sqrt(ny * ny + nx * nx + 0.25f);
-    float* out = pixel_at(target, x, y);
-    out[0] = nx / r * 0.5f + 0.5f;
-    out[1] = ny / r * 0.5f + 0.5f;
-    out[2] = 0.5f / r;  // z on its own scale, not offset
-    out[3] = 1.0f;
-  });
-  const float flat[4] = {0.5f, 0.5f, 0.5f, 1.0f};
-  fill_ring(target, flat);
-
-  const bool invert = inv_x || inv_y;
-  scratch_buffer_t original(ctx.pool);
-  for_row_bands(h, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y) {
-      float* p = pixel_at(target, 0, y);
-      if (invert)
-        for (uint32_t x = 0; x < w; ++x, p += 4) {
-          if (inv_x) p[0] = 1.0f - p[0];
-          if (inv_y) p[1] = 1.0f - p[1];
+    // Heights: the luminance of the src, inverted on request.
+    scratch_buffer_t heights(ctx.pool);
+    imgbuf4f& g = *heights.buffer;
+    for_row_bands(h, [&](uint32_t first, uint32_t last) {
+      for (uint32_t y = first; y < last; ++y)
+        for (uint32_t x = 0; x < w; ++x) {
+          const float* p = pixel_at(src, x, y);
+          const float l = 0.2126f * p[0] + 0.7152f * p[1] + 0.0722f * p[2];
+          put_grey(pixel_at(g, x, y), inv_src ? 1.0f - l : l);
         }
-      if (sharpen) std::memcpy(pixel_at(*original.buffer, 0, y), pixel_at(target, 0, y), std::size_t(w) * 16);
-    }
-  });
+    });
 
-  uint32_t n = blur_width(blur);
-  if (!(n & 1u) && n) n -= 1;
-  if (n >= 3) {
-    // A Gaussian of this render's own, outside the process-wide cache.
-    const std::unique_ptr<blur_kernel> kernel = build_blur_kernel(blur_gaussian, n);
-    convolve_rows(g, target, kernel->weights4, kernel->width, kernel->norm, 0, 0, w - 1, h - 1);
-    convolve_columns(target, g, kernel->weights4, kernel->width, kernel->norm, 0, 0, w - 1, h - 1);
-  }
-  if (sharpen) {
+    // A Sobel pair whose centre weight is `shape`, on heights scaled by `elevation`.
+    each_inner_pixel(w, h, [&](uint32_t x, uint32_t y) {
+      const float a = e * red(g, x - 1, y - 1), b = e * red(g, x, y - 1), c = e * red(g, x + 1, y - 1);
+      const float d = e * red(g, x - 1, y), f = e * red(g, x + 1, y);
+      const float g1 = e * red(g, x - 1, y + 1), k = e * red(g, x, y + 1), m = e * red(g, x + 1, y + 1);
+      const float nx = s * d + a + g1 - c - s * f - m;
+      const float ny = s * b + a + c - g1 - s * k - m;
+      const float r = std::sqrt(ny * ny + nx * nx + 0.25f);
+      float* out = pixel_at(target, x, y);
+      out[0] = nx / r * 0.5f + 0.5f;
+      out[1] = ny / r * 0.5f + 0.5f;
+      out[2] = 0.5f / r;  // z on its own scale, not offset
+      out[3] = 1.0f;
+    });
+    const float flat[4] = {0.5f, 0.5f, 0.5f, 1.0f};
+    fill_ring(target, flat);
+
+    const bool invert = inv_x || inv_y;
+    scratch_buffer_t original(ctx.pool);
     for_row_bands(h, [&](uint32_t first, uint32_t last) {
       for (uint32_t y = first; y < last; ++y) {
-        const float* o = pixel_at(*original.buffer, 0, y);
         float* p = pixel_at(target, 0, y);
-        for (uint32_t i = 0; i < w * 4; ++i) p[i] = 2.0f * o[i] - p[i];
+        if (invert)
+          for (uint32_t x = 0; x < w; ++x, p += 4) {
+            if (inv_x) p[0] = 1.0f - p[0];
+            if (inv_y) p[1] = 1.0f - p[1];
+          }
+        if (sharpen) std::memcpy(pixel_at(*original.buffer, 0, y), pixel_at(target, 0, y), std::size_t(w) * 16);
       }
     });
-  }
+
+    uint32_t n = blur_width(blur);
+    if (!(n & 1u) && n) n -= 1;
+    if (n >= 3) {
+      // A Gaussian of this render's own, outside the process-wide cache.
+      const std::unique_ptr<blur_kernel> kernel = build_blur_kernel(blur_gaussian, n);
+      convolve_rows(g, target, kernel->weights4, kernel->width, kernel->norm, 0, 0, w - 1, h - 1);
+      convolve_columns(target, g, kernel->weights4, kernel->width, kernel->norm, 0, 0, w - 1, h - 1);
+    }
+    if (sharpen) {
+      for_row_bands(h, [&](uint32_t first, uint32_t last) {
+        for (uint32_t y = first; y < last; ++y) {
+          const float* o = pixel_at(*original.buffer, 0, y);
+          float* p = pixel_at(target, 0, y);
+          for (uint32_t i = 0; i < w * 4; ++i) p[i] = 2.0f * o[i] - p[i];
+        }
+      });
+    }
+  });
 }
 
 // ---- AOMapCopper ---------------------------------------------------------------------------------
