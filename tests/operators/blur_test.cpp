@@ -11,10 +11,8 @@
 namespace {
 
 using namespace quorin_engine;
-using filtref::image;
-using filtref::same;
-using filtref::source_of;
-using op_rig = filtref::rig;
+using namespace filtref;
+using optest::op_rig;
 
 constexpr uint32_t blur_id = 1005, var_blur_id = 1070, motion_blur_id = 1006, irregular_blur_id = 1091;
 
@@ -119,7 +117,7 @@ TEST(Blur, SizeToWidth) {
   for (const row& r : rows) {
     op_rig rig(src.w, src.h);
     shadetree_node_t* op = rig.node(blur_id, {{u"size", r.size}, {u"type", u"Gaussian"}, {u"direction", u"horizontal"}});
-    optest::op_rig::connect(op, u"RGB", source_of(rig, src));
+    op_rig::connect(op, u"RGB", source_of(rig, src));
     const image want = r.width ? reference_blur(src, 1, r.width, 0, 0, 0, src.w - 1, src.h - 1) : src;
     auto out = rig.render(op);
     EXPECT_TRUE(filtref::same_pixels(want, *out)) << r.width;
@@ -139,7 +137,7 @@ TEST(Blur, RegionsAndDirections) {
       shadetree_node_t* op = rig.node(blur_id, {{u"size", u"0.05"}, {u"type", types[type]}, {u"direction", dirs[direction]},
                                                  {u"roi-left", u"0.2"}, {u"roi-top", u"0.1"}, {u"roi-right", u"0.7"},
                                                  {u"roi-bottom", u"0.8"}});
-      optest::op_rig::connect(op, u"RGB", source_of(rig, src));
+      op_rig::connect(op, u"RGB", source_of(rig, src));
       // x0 = trunc(37 * 0.2) = 7, x1 = 25, y0 = 2, y1 = 18.
       const image want = reference_blur(src, type, 5, direction, 7, 2, 25, 18);
       auto out = rig.render(op);
@@ -154,13 +152,13 @@ TEST(Blur, EdgeCases) {
   {  // size 1.0 on 50 by 50: narrowed to 48, then 47.
     op_rig rig(50, 50);
     shadetree_node_t* op = rig.node(blur_id, {{u"size", u"1.0"}, {u"type", u"Box"}});
-    optest::op_rig::connect(op, u"RGB", source_of(rig, src));
+    op_rig::connect(op, u"RGB", source_of(rig, src));
     EXPECT_TRUE(filtref::same_pixels(reference_blur(src, 0, 47, 2, 0, 0, 49, 49), *rig.render(op)));
   }
   {  // An empty region copies the input, alpha included.
     op_rig rig(50, 50);
     shadetree_node_t* op = rig.node(blur_id, {{u"roi-left", u"0.5"}, {u"roi-right", u"0.5"}, {u"size", u"0.2"}});
-    optest::op_rig::connect(op, u"RGB", source_of(rig, src));
+    op_rig::connect(op, u"RGB", source_of(rig, src));
     EXPECT_TRUE(filtref::same_pixels(src, *rig.render(op)));
   }
   {  // Unconnected: cleared, alpha 0. MotionBlur clears whatever is connected.
@@ -168,7 +166,7 @@ TEST(Blur, EdgeCases) {
     auto out = rig.render(rig.node(blur_id));
     EXPECT_TRUE(filtref::same_pixels(image(8, 8), *out));
     shadetree_node_t* motion = rig.node(motion_blur_id);
-    optest::op_rig::connect(motion, u"RGB", rig.constant({1, 1, 1, 1}));
+    op_rig::connect(motion, u"RGB", rig.constant({1, 1, 1, 1}));
     EXPECT_TRUE(filtref::same_pixels(image(8, 8), *rig.render(motion)));
   }
 }
@@ -183,8 +181,8 @@ TEST(VarBlur, WidthPerPixel) {
     op_rig rig(23, 19);
     const char16_t* dirs[] = {u"horizontal", u"vertical", u"both"};
     shadetree_node_t* op = rig.node(var_blur_id, {{u"size", u"0.1"}, {u"type", u"Bartlett"}, {u"direction", dirs[direction]}});
-    optest::op_rig::connect(op, u"RGB", source_of(rig, src));
-    optest::op_rig::connect(op, u"relsize", source_of(rig, rel));
+    op_rig::connect(op, u"RGB", source_of(rig, src));
+    op_rig::connect(op, u"relsize", source_of(rig, rel));
     auto one_pass = [&](const image& in, bool rows) {
       image out = in;
       for (uint32_t y = 0; y < 19; ++y)
@@ -206,11 +204,11 @@ TEST(VarBlur, WidthPerPixel) {
   {  // Without relsize: the whole image through the Blur passes; a base below 3 copies.
     op_rig rig(23, 19);
     shadetree_node_t* op = rig.node(var_blur_id, {{u"size", u"0.07"}, {u"type", u"Gaussian"}});
-    optest::op_rig::connect(op, u"RGB", source_of(rig, src));
+    op_rig::connect(op, u"RGB", source_of(rig, src));
     EXPECT_TRUE(filtref::same_pixels(reference_blur(src, 1, 7, 2, 0, 0, 22, 18), *rig.render(op)));
     shadetree_node_t* small = rig.node(var_blur_id, {{u"size", u"0.02"}});
-    optest::op_rig::connect(small, u"RGB", source_of(rig, src));
-    optest::op_rig::connect(small, u"relsize", rig.constant({5, 5, 5, 1}));
+    op_rig::connect(small, u"RGB", source_of(rig, src));
+    op_rig::connect(small, u"relsize", rig.constant({5, 5, 5, 1}));
     EXPECT_TRUE(filtref::same_pixels(src, *rig.render(small)));
   }
 }
@@ -234,7 +232,7 @@ TEST(IrregularBlur, MasksAsElevenByElevenConvolutions) {
     for (float m : mask) sum += m;
     op_rig rig(src.w, src.h);
     shadetree_node_t* op = rig.node(irregular_blur_id, {{u"shape", names[s]}});
-    optest::op_rig::connect(op, u"RGB", source_of(rig, src));
+    op_rig::connect(op, u"RGB", source_of(rig, src));
     EXPECT_TRUE(filtref::same_pixels(filtref::square(src, mask, 5, sum), *rig.render(op))) << s;
   }
 }

@@ -11,10 +11,7 @@
 namespace {
 
 using namespace quorin_engine;
-using filtref::image;
-using filtref::same;
-using filtref::source_of;
-using filtref::rig;
+using namespace filtref;
 using optest::op_rig;
 
 constexpr uint32_t edge_id = 1010, emboss_id = 1011, dilation_id = 1012, erosion_id = 1013, sharpen_id = 1043,

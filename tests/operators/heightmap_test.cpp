@@ -8,10 +8,7 @@
 namespace {
 
 using namespace quorin_engine;
-using filtref::image;
-using filtref::same;
-using filtref::source_of;
-using filtref::rig;
+using namespace filtref;
 using optest::op_rig;
 
 constexpr uint32_t lighting_id = 1060, normal_map_id = 1086, copper_id = 1088, ao_id = 1089;

@@ -11,10 +11,7 @@
 namespace {
 
 using namespace quorin_engine;
-using filtref::image;
-using filtref::same;
-using filtref::source_of;
-using filtref::rig;
+using namespace filtref;
 using optest::op_rig;
 
 constexpr uint32_t selective_id = 1073, selective_var_id = 1074;
