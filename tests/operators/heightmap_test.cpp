@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "filter_reference.h"
+#include "nodes/operators/blur.h"
 
 namespace {
 
@@ -168,17 +169,11 @@ TEST(NormalMapCopper, SobelPairBlurAndSharpen) {
   for (int c = 0; c < 2; ++c) EXPECT_NEAR(inv_src.at(7, 5)[c], inv_xy.at(7, 5)[c], 1e-6);
 }
 
-TEST(AOMapCopper, OcclusionAndOwnBuffers) {
-  image up(7, 6);
-  for (std::size_t i = 0; i < up.px.size(); i += 4) up.px[i] = up.px[i + 1] = 0.5f, up.px[i + 2] = up.px[i + 3] = 1.0f;
-  const image open = render_with(ao_id, {}, image(7, 6, 0.4f), &up);
-  for (float f : open.px) EXPECT_EQ(f, 1.0f);
-
-  const image hm = filtref::noise_image(10, 8, 59), nm = filtref::noise_image(10, 8, 61);
-  image want(10, 8, 1.0f);
-  const float k = float(0.25 / std::atan(1.0)), e = 2.0f;
-  for (int64_t y = 1; y < 7; ++y)
-    for (int64_t x = 1; x < 9; ++x) {
+image ao_reference(const image& hm, const image& nm, float e) {
+  image want(hm.w, hm.h, 1.0f);
+  const float k = float(0.25 / std::atan(1.0));
+  for (int64_t y = 1; y + 1 < int64_t(hm.h); ++y)
+    for (int64_t x = 1; x + 1 < int64_t(hm.w); ++x) {
       const float c = e * h(hm, x, y);
       float sum = 0.0f;
       auto decoded = [&](int64_t px, int64_t py, int i) { return (nm.at(px, py)[i] - 0.5f) * 2.0f; };
@@ -198,6 +193,17 @@ TEST(AOMapCopper, OcclusionAndOwnBuffers) {
       float* o = want.at(x, y);
       o[0] = o[1] = o[2] = 1.0f - sum / 8.0f;
     }
+  return want;
+}
+
+TEST(AOMapCopper, OcclusionAndOwnBuffers) {
+  image up(7, 6);
+  for (std::size_t i = 0; i < up.px.size(); i += 4) up.px[i] = up.px[i + 1] = 0.5f, up.px[i + 2] = up.px[i + 3] = 1.0f;
+  const image open = render_with(ao_id, {}, image(7, 6, 0.4f), &up);
+  for (float f : open.px) EXPECT_EQ(f, 1.0f);
+
+  const image hm = filtref::noise_image(10, 8, 59), nm = filtref::noise_image(10, 8, 61);
+  const image want = ao_reference(hm, nm, 2.0f);
   rig r(10, 8);
   shadetree_node_t* op = r.node(ao_id, {{u"elevation", u"2"}});
   shadetree_node_t* nsrc = source_of(r, nm);
@@ -206,6 +212,26 @@ TEST(AOMapCopper, OcclusionAndOwnBuffers) {
   EXPECT_TRUE(filtref::same_pixels(want, *r.render(op)));
   // The normal map's image in the cache is not decoded in place.
   EXPECT_TRUE(filtref::same_pixels(nm, *r.pool.cache_lookup(reinterpret_cast<uintptr_t>(nsrc))));
+}
+
+}  // namespace
+
+namespace {
+
+// Both vector widths, on rows whose inner pixels are not a whole number of vectors, with heights
+// and normals far from the usual range and three rows only.
+TEST(AOMapCopper, VectorWidthsAndRowEnds) {
+  for (const auto& [w, h] : {std::pair<uint32_t, uint32_t>{21, 7}, {3, 3}, {12, 3}}) {
+    image hm = filtref::noise_image(w, h, 63), nm = filtref::noise_image(w, h, 67);
+    for (std::size_t i = 0; i < hm.px.size(); i += 5) hm.px[i] = hm.px[i] * 40.0f - 20.0f;
+    for (std::size_t i = 0; i < nm.px.size(); i += 3) nm.px[i] = -nm.px[i] * 3.0f;
+    const image want = ao_reference(hm, nm, 7.0f);
+    for (bool wide : {false, true}) {
+      const bool was = use_wide_vectors(wide);
+      EXPECT_TRUE(same(want, render_with(ao_id, {{u"elevation", u"7"}}, hm, &nm))) << w << "x" << h << " wide " << wide;
+      use_wide_vectors(was);
+    }
+  }
 }
 
 }  // namespace

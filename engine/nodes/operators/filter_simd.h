@@ -42,6 +42,36 @@ QUORIN_INLINE v8 absolute(v8 v) {
 QUORIN_INLINE v4 opaque(v4 v) { return __builtin_shufflevector(v, splat4(1.0f), 0, 1, 2, 7); }
 QUORIN_INLINE v8 opaque(v8 v) { return __builtin_shufflevector(v, splat8(1.0f), 0, 1, 2, 11, 4, 5, 6, 15); }
 
+// Square roots lane by lane, correctly rounded as std::sqrt is.
+QUORIN_INLINE v4 sqrt_lanes(v4 v) {
+  typedef float plain __attribute__((vector_size(16)));
+  return (v4)__builtin_ia32_sqrtps((plain)v);
+}
+// Not forced inline: the generic bodies that call it carry no target of their own; it is inlined
+// once such a body sits inside a QUORIN_WIDE_VECTORS loop.
+QUORIN_WIDE_VECTORS inline v8 sqrt_lanes(v8 v) {
+  typedef float plain __attribute__((vector_size(32)));
+  return (v8)__builtin_ia32_sqrtps256((plain)v);
+}
+// v limited to lo..hi lane by lane; a NaN lane stays NaN, as with the scalar tests v < lo, v > hi.
+template <class V>
+QUORIN_INLINE V clamp_lanes(V v, V lo, V hi) {
+  return v < lo ? lo : (v > hi ? hi : v);
+}
+template <class V>
+QUORIN_INLINE V splat(float f) {
+  V v;
+  for (std::size_t i = 0; i < sizeof(V) / sizeof(float); ++i) v[i] = f;
+  return v;
+}
+// Unaligned, whatever V's own alignment (a template argument loses the typedef's).
+template <class V>
+QUORIN_INLINE V load_lanes(const float* p) {
+  V v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
 inline int64_t clamp_index(int64_t i, int64_t lo, int64_t hi) { return i < lo ? lo : (i > hi ? hi : i); }
 
 }  // namespace quorin_engine::filter

@@ -3,12 +3,14 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "core/row_bands.h"
 #include "document/node.h"
 #include "eval/fetch.h"
 #include "nodes/generators/generator_common.h"
 #include "nodes/operators/blur.h"
+#include "nodes/operators/filter_simd.h"
 #include "nodes/operators/pixel_loops.h"
 #include "quorin/imgbuf4f.h"
 
@@ -239,6 +241,82 @@ void render_NormalMapCopper(shadetree_node_t& node, const renderctx& ctx) {
 
 // ---- AOMapCopper ---------------------------------------------------------------------------------
 
+namespace {
+
+// One row of the occlusion loop's input, as planes: the height (red of hmap) and the four decoded
+// floats of the normal, each indexed by column.
+struct ao_row {
+  const float* h;
+  const float* n[4];
+};
+
+// Three rows of planes, reused in turn as the loop moves down; each plane has room for a vector's
+// worth of lanes past the last column, kept at zero.
+struct ao_planes {
+  static constexpr uint32_t pad = 8;
+  std::size_t stride;
+  std::vector<float> data;
+  explicit ao_planes(uint32_t width) : stride(width + pad), data(3 * 5 * stride, 0.0f) {}
+  float* plane(uint32_t slot, uint32_t i) { return data.data() + (slot * 5 + i) * stride; }
+  ao_row row(uint32_t slot) { return {plane(slot, 0), {plane(slot, 1), plane(slot, 2), plane(slot, 3), plane(slot, 4)}}; }
+  // Image row y into a slot, the normal decoded as (pixel - 0.5) * 2.0.
+  void load(uint32_t slot, const imgbuf4f& hmap, const imgbuf4f& nmap, uint32_t y) {
+    const float* hp = pixel_at(hmap, 0, y);
+    const float* np = pixel_at(nmap, 0, y);
+    float* hq = plane(slot, 0);
+    float* nq[4] = {plane(slot, 1), plane(slot, 2), plane(slot, 3), plane(slot, 4)};
+    for (uint32_t x = 0; x < hmap.width; ++x, hp += 4, np += 4) {
+      hq[x] = hp[0];
+      for (uint32_t i = 0; i < 4; ++i) nq[i][x] = (np[i] - 0.5f) * 2.0f;
+    }
+  }
+};
+
+// The inner pixels of one row, a vector of neighbouring pixels at a time; each lane does the float
+// operations of one pixel in the order of the formula.
+template <class V>
+QUORIN_INLINE void ao_span_body(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+  using namespace filter;
+  constexpr uint32_t lanes = sizeof(V) / sizeof(float);
+  const V ev = splat<V>(e), kv = splat<V>(k), zero = splat<V>(0.0f), one = splat<V>(1.0f);
+  for (uint32_t x = 1; x + 1 < width; x += lanes) {
+    const V c = ev * load_lanes<V>(rows[1].h + x);
+    V nc[4];
+    for (uint32_t i = 0; i < 4; ++i) nc[i] = load_lanes<V>(rows[1].n[i] + x);
+    V sum = zero;
+    for (int dr = -1; dr <= 1; ++dr)
+      for (int dx = -1; dx <= 1; ++dx) {
+        if (!dx && !dr) continue;
+        const ao_row& r = rows[dr + 1];
+        // Rows run down, the vector's y runs up.
+        const V d[4] = {splat<V>(static_cast<float>(dx)), splat<V>(static_cast<float>(-dr)),
+                        ev * load_lanes<V>(r.h + x + dx) - c, zero};
+        const V d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2] + d[3] * d[3];
+        const V len = sqrt_lanes(d2);
+        const V u[4] = {d[0] / len, d[1] / len, d[2] / len, d[3] / len};
+        V nn[4];
+        for (uint32_t i = 0; i < 4; ++i) nn[i] = load_lanes<V>(r.n[i] + x + dx);
+        const V uc = u[0] * nc[0] + u[1] * nc[1] + u[2] * nc[2] + u[3] * nc[3];
+        const V un = u[0] * nn[0] + u[1] * nn[1] + u[2] * nn[2] + u[3] * nn[3];
+        sum = sum + clamp_lanes(splat<V>(4.0f) * uc, zero, one) * clamp_lanes(un, zero, one) * (one / sqrt_lanes(one + kv / d2));
+      }
+    const V v = one - sum / splat<V>(8.0f);
+    const uint32_t count = width - 1 - x < lanes ? width - 1 - x : lanes;
+    for (uint32_t i = 0; i < count; ++i) put_grey(out + std::size_t(x + i) * 4, v[i]);
+  }
+}
+
+void ao_span_base(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+  ao_span_body<filter::v4>(out, rows, width, e, k);
+}
+QUORIN_WIDE_VECTORS void ao_span_wide(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+  ao_span_body<filter::v8>(out, rows, width, e, k);
+}
+using ao_span_fn = void (*)(float*, const ao_row[3], uint32_t, float, float);
+static_assert(ao_planes::pad >= sizeof(filter::v8) / sizeof(float), "a row's planes hold a vector past the last column");
+
+}  // namespace
+
 void render_AOMapCopper(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
   shadetree_node_t* hmap_source = node.connected(u"hmap");
@@ -254,38 +332,20 @@ void render_AOMapCopper(shadetree_node_t& node, const renderctx& ctx) {
   const imgbuf4f& hmap = *hin.buffer;
   const uint32_t w = target.width, h = target.height;
 
-  // The normals decoded into a buffer of their own, so that the input's image stays as rendered.
-  scratch_buffer_t decoded(ctx.pool);
-  imgbuf4f& normals = *decoded.buffer;
-  for_row_bands(h, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y) {
-      const float* p = pixel_at(*nin.buffer, 0, y);
-      float* q = pixel_at(normals, 0, y);
-      for (uint32_t i = 0; i < w * 4; ++i) q[i] = (p[i] - 0.5f) * 2.0f;
-    }
-  });
-
+  // Each band decodes the normals into rows of its own, so that the input's image stays as rendered.
   const float k = static_cast<float>(0.25 / std::atan(1.0));  // 1 / pi
-  each_inner_pixel(w, h, [&](uint32_t x, uint32_t y) {
-    const float c = e * red(hmap, x, y);
-    const float* nc = pixel_at(normals, x, y);
-    float sum = 0.0f;
-    for (int dr = -1; dr <= 1; ++dr)
-      for (int dx = -1; dx <= 1; ++dx) {
-        if (!dx && !dr) continue;
-        const uint32_t xn = x + dx, yn = y + dr;
-        // Rows run down, the vector's y runs up.
-        const float d[4] = {static_cast<float>(dx), static_cast<float>(-dr), e * red(hmap, xn, yn) - c, 0.0f};
-        const float d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2] + d[3] * d[3];
-        const float len = std::sqrt(d2);
-        const float u[4] = {d[0] / len, d[1] / len, d[2] / len, d[3] / len};
-        const float* nn = pixel_at(normals, xn, yn);
-        const float uc = u[0] * nc[0] + u[1] * nc[1] + u[2] * nc[2] + u[3] * nc[3];
-        const float un = u[0] * nn[0] + u[1] * nn[1] + u[2] * nn[2] + u[3] * nn[3];
-        sum += clamp_float(4.0f * uc, 0.0f, 1.0f) * clamp_float(un, 0.0f, 1.0f) * (1.0f / std::sqrt(1.0f + k / d2));
+  const ao_span_fn span = filter::wide_vectors ? ao_span_wide : ao_span_base;
+  if (w >= 3 && h >= 3)
+    for_row_bands(h - 2, [&](uint32_t first, uint32_t last) {
+      ao_planes planes(w);
+      planes.load(first % 3, hmap, *nin.buffer, first);
+      planes.load((first + 1) % 3, hmap, *nin.buffer, first + 1);
+      for (uint32_t y = first + 1; y < last + 1; ++y) {
+        planes.load((y + 1) % 3, hmap, *nin.buffer, y + 1);
+        const ao_row rows[3] = {planes.row((y - 1) % 3), planes.row(y % 3), planes.row((y + 1) % 3)};
+        span(pixel_at(target, 0, y), rows, w, e, k);
       }
-    put_grey(pixel_at(target, x, y), 1.0f - sum / 8.0f);
-  });
+    });
   const float open[4] = {1.0f, 1.0f, 1.0f, 1.0f};
   fill_ring(target, open);
 }
