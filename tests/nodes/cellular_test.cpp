@@ -7,6 +7,7 @@
 #include "generator_test_support.h"
 #include "nodes/generators/cellular.h"
 #include "nodes/generators/noise_core.h"
+#include "nodes/operators/blur.h"
 
 namespace {
 
@@ -124,6 +125,21 @@ TEST(CellularGenerators, IndexColoursTiesAndMarks) {
         EXPECT_EQ(pixel(*wor, x, y), ref(x, y));
       }
   EXPECT_GT(borders, 0u);
+}
+
+// Both vector widths, on rows that are not a whole number of vectors long.
+TEST(CellularGenerators, VectorWidthsAndRowEnds) {
+  for (bool wide : {false, true}) {
+    const bool was = use_wide_vectors(wide);
+    for (uint32_t type : {18u, 19u})
+      for (uint32_t m = 0; m < 4; ++m) {
+        auto routine = type == 18 ? render_Voronoi : render_Worley;
+        EXPECT_TRUE(same_image(*render_node(type, {{u"dist-method", method_names[m]}}, routine, 259, 21),
+                               cellular_ref(type == 19, m, {0, 0, 0, 1}, {1, 1, 1, 1}, 259, 21)))
+            << type << " method " << m << " wide " << wide;
+      }
+    use_wide_vectors(was);
+  }
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "nodes/generators/cellular.h"
 
-#include <xmmintrin.h>
-
 #include <cstdlib>
 #include <type_traits>
 
@@ -9,6 +7,7 @@
 #include "document/node.h"
 #include "nodes/generators/generator_common.h"
 #include "nodes/generators/noise_core.h"
+#include "nodes/operators/filter_simd.h"
 
 namespace quorin_engine {
 
@@ -34,97 +33,104 @@ cellular_params fetch_cellular_params(const shadetree_node_t& node, const render
 
 namespace {
 
-// Wrapping integer arithmetic, so that no image size makes a distance undefined.
-inline int32_t wrap_mul_add(int32_t a, int32_t b) {
-  return static_cast<int32_t>(static_cast<uint32_t>(a) * static_cast<uint32_t>(a) +
-                              static_cast<uint32_t>(b) * static_cast<uint32_t>(b));
+// The distances of a vector of neighbouring pixels to one point, lane by lane, in the type the
+// method compares: floats for Euclidean, integers otherwise. Squares wrap around as unsigned 32-bit
+// numbers, so that no image size makes a distance undefined.
+template <uint32_t M, class VF, class VI, class VU>
+QUORIN_INLINE std::conditional_t<M == dist_euclidean, VF, VI> lane_distances(VI dx, VI dy) {
+  if constexpr (M == dist_euclidean || M == dist_squared) {
+    const VI sq = (VI)((VU)dx * (VU)dx + (VU)dy * (VU)dy);
+    if constexpr (M == dist_euclidean)
+      return filter::sqrt_lanes(__builtin_convertvector(sq, VF));
+    else
+      return sq;
+  } else {
+    const VI ax = dx < 0 ? (VI)(-(VU)dx) : dx, ay = dy < 0 ? (VI)(-(VU)dy) : dy;
+    if constexpr (M == dist_manhattan)
+      return (VI)((VU)ax + (VU)ay);
+    else
+      return ax > ay ? ax : ay;
+  }
 }
-
-// The 32 distances of one pixel, in the type its method compares.
-template <uint32_t M>
-struct distances {
-  using value_t = std::conditional_t<M == dist_euclidean, float, int32_t>;
-  alignas(16) value_t d[feature_point_count];
-
-  void compute(const feature_points_t& fp, const int32_t* dy, int32_t c) {
-    if constexpr (M == dist_euclidean) {
-      alignas(16) float sq[feature_point_count];
-      for (uint32_t i = 0; i < feature_point_count; ++i)
-        sq[i] = static_cast<float>(wrap_mul_add(fp.x[i] - c, dy[i]));
-      for (uint32_t i = 0; i < feature_point_count; i += 4) _mm_store_ps(d + i, _mm_sqrt_ps(_mm_load_ps(sq + i)));
-    } else {
-      for (uint32_t i = 0; i < feature_point_count; ++i) {
-        int32_t dx = fp.x[i] - c;
-        if constexpr (M == dist_squared) {
-          d[i] = wrap_mul_add(dx, dy[i]);
-        } else {
-          int32_t ax = std::abs(dx), ay = std::abs(dy[i]);
-          if constexpr (M == dist_manhattan)
-            d[i] = ax + ay;
-          else
-            d[i] = ax > ay ? ax : ay;
-        }
-      }
-    }
-  }
-
-  // The nearest point; a tie goes to the lower index.
-  uint32_t nearest() const {
-    uint32_t best = 0;
-    for (uint32_t i = 1; i < feature_point_count; ++i)
-      if (d[i] < d[best]) best = i;
-    return best;
-  }
-
-  // The second smallest minus the smallest, as after an ascending sort.
-  value_t f2_minus_f1() const {
-    value_t f1 = d[0] < d[1] ? d[0] : d[1], f2 = d[0] < d[1] ? d[1] : d[0];
-    for (uint32_t i = 2; i < feature_point_count; ++i) {
-      if (d[i] < f1) {
-        f2 = f1;
-        f1 = d[i];
-      } else if (d[i] < f2) {
-        f2 = d[i];
-      }
-    }
-    return f2 - f1;
-  }
-};
 
 inline void put_blend(float* px, const cellular_params& p, float t) {
   for (int k = 0; k < 4; ++k) px[k] = (1.0f - t) * p.color1[k] + t * p.color2[k];
 }
 
-// One body per distance method, and for Euclidean one for each shading.
-template <uint32_t M, bool F2>
-void cellular_rows(const cellular_params& p, const feature_points_t& fp, imgbuf4f& out, uint32_t first,
-                   uint32_t last) {
-  int32_t dy[feature_point_count];
-  distances<M> dist;
+// One body per distance method, and for Euclidean one for each shading. A vector holds neighbouring
+// pixels of a row; each lane scans the 32 points in order as a single pixel would: the nearest point
+// is replaced only on a strictly smaller distance (a tie goes to the lower index), and F1, F2 are
+// kept as an ascending sort would leave them.
+template <uint32_t M, bool F2, class VF, class VI, class VU>
+QUORIN_INLINE void cellular_rows_body(const cellular_params& p, const feature_points_t& fp, imgbuf4f& out,
+                                      uint32_t first, uint32_t last) {
+  using namespace filter;
+  constexpr int32_t lanes = sizeof(VF) / sizeof(float);
   const int32_t width = static_cast<int32_t>(out.width);
+  VI px[feature_point_count], dy[feature_point_count];
+  for (uint32_t i = 0; i < feature_point_count; ++i) px[i] = splat<VI>(fp.x[i]);
   for (uint32_t r = first; r < last; ++r) {
-    for (uint32_t i = 0; i < feature_point_count; ++i) dy[i] = fp.y[i] - static_cast<int32_t>(r);
-    float* px = row_ptr(out, r);
-    for (int32_t c = 0; c < width; ++c, px += 4) {
-      dist.compute(fp, dy, c);
-      if constexpr (F2)
+    for (uint32_t i = 0; i < feature_point_count; ++i) dy[i] = splat<VI>(fp.y[i] - static_cast<int32_t>(r));
+    float* row = row_ptr(out, r);
+    for (int32_t c = 0; c < width; c += lanes) {
+      const VI columns = lane_indices<VI>(c);
+      auto dist = [&](uint32_t i) { return lane_distances<M, VF, VI, VU>(px[i] - columns, dy[i]); };
+      VF t;
+      if constexpr (F2) {
+        const VF d0 = dist(0), d1 = dist(1);
+        VF f1 = d0 < d1 ? d0 : d1, f2 = d0 < d1 ? d1 : d0;
+        for (uint32_t i = 2; i < feature_point_count; ++i) {
+          const VF d = dist(i);
+          const VI below_f1 = d < f1, below_f2 = d < f2;
+          f2 = below_f1 ? f1 : (below_f2 ? d : f2);
+          f1 = below_f1 ? d : f1;
+        }
         // 360.62445 is the diagonal of the 255-pixel square.
-        put_blend(px, p, dist.f2_minus_f1() * 4.0f / 360.62445f);
-      else
-        put_blend(px, p, static_cast<float>(dist.nearest()) * 0.032258064f);
+        t = (f2 - f1) * splat<VF>(4.0f) / splat<VF>(360.62445f);
+      } else {
+        auto best = dist(0);
+        VI index = splat<VI>(0);
+        for (uint32_t i = 1; i < feature_point_count; ++i) {
+          const auto d = dist(i);
+          const VI nearer = d < best;
+          best = nearer ? d : best;
+          index = nearer ? splat<VI>(static_cast<int32_t>(i)) : index;
+        }
+        t = __builtin_convertvector(index, VF) * splat<VF>(0.032258064f);
+      }
+      const int32_t count = width - c < lanes ? width - c : lanes;
+      for (int32_t k = 0; k < count; ++k) put_blend(row + std::size_t(c + k) * 4, p, t[k]);
     }
   }
 }
+
+template <uint32_t M, bool F2>
+void cellular_rows_base(const cellular_params& p, const feature_points_t& fp, imgbuf4f& out, uint32_t first,
+                        uint32_t last) {
+  cellular_rows_body<M, F2, filter::v4, filter::v4i, filter::v4u>(p, fp, out, first, last);
+}
+template <uint32_t M, bool F2>
+QUORIN_WIDE_FLAT void cellular_rows_wide(const cellular_params& p, const feature_points_t& fp, imgbuf4f& out,
+                                            uint32_t first, uint32_t last) {
+  cellular_rows_body<M, F2, filter::v8, filter::v8i, filter::v8u>(p, fp, out, first, last);
+}
+
+using rows_fn = void (*)(const cellular_params&, const feature_points_t&, imgbuf4f&, uint32_t, uint32_t);
+// Indexed by [wide][method], then the Worley Euclidean body of each width.
+constexpr rows_fn method_bodies[2][4] = {
+    {cellular_rows_base<dist_euclidean, false>, cellular_rows_base<dist_squared, false>,
+     cellular_rows_base<dist_manhattan, false>, cellular_rows_base<dist_chebyshev, false>},
+    {cellular_rows_wide<dist_euclidean, false>, cellular_rows_wide<dist_squared, false>,
+     cellular_rows_wide<dist_manhattan, false>, cellular_rows_wide<dist_chebyshev, false>}};
+constexpr rows_fn gap_bodies[2] = {cellular_rows_base<dist_euclidean, true>, cellular_rows_wide<dist_euclidean, true>};
 
 }  // namespace
 
 void fill_cellular(const cellular_params& p, imgbuf4f& out) {
   const feature_points_t fp = make_feature_points();
-  using rows_fn = void (*)(const cellular_params&, const feature_points_t&, imgbuf4f&, uint32_t, uint32_t);
-  static constexpr rows_fn bodies[4] = {cellular_rows<dist_euclidean, false>, cellular_rows<dist_squared, false>,
-                                        cellular_rows<dist_manhattan, false>, cellular_rows<dist_chebyshev, false>};
-  const rows_fn body =
-      (p.worley && p.dist_method == dist_euclidean) ? cellular_rows<dist_euclidean, true> : bodies[limit_enum(p.dist_method, 3)];
+  const bool wide = filter::wide_vectors;
+  const rows_fn body = (p.worley && p.dist_method == dist_euclidean) ? gap_bodies[wide]
+                                                                    : method_bodies[wide][limit_enum(p.dist_method, 3)];
   for_row_bands(out.height, [&](uint32_t first, uint32_t last) { body(p, fp, out, first, last); });
 
   // Each feature point inside the image is marked white, alpha kept.

@@ -16,6 +16,8 @@ typedef float v4 __attribute__((vector_size(16), aligned(4), may_alias));
 typedef float v8 __attribute__((vector_size(32), aligned(4), may_alias));
 
 #define QUORIN_WIDE_VECTORS __attribute__((target("avx2")))
+// A 256-bit loop with everything it calls inlined into it.
+#define QUORIN_WIDE_FLAT __attribute__((target("avx2"), flatten))
 // Whether the loops for 256-bit vector units run: set when the library loads from what the
 // processor offers (use_wide_vectors in blur.h changes it).
 extern bool wide_vectors;
@@ -47,8 +49,8 @@ QUORIN_INLINE v4 sqrt_lanes(v4 v) {
   typedef float plain __attribute__((vector_size(16)));
   return (v4)__builtin_ia32_sqrtps((plain)v);
 }
-// Not forced inline: the generic bodies that call it carry no target of their own; it is inlined
-// once such a body sits inside a QUORIN_WIDE_VECTORS loop.
+// Not forced inline: the generic bodies that call it carry no target of their own. The 256-bit loops
+// that use it are marked QUORIN_WIDE_FLAT, which inlines it once the body sits inside them.
 QUORIN_WIDE_VECTORS inline v8 sqrt_lanes(v8 v) {
   typedef float plain __attribute__((vector_size(32)));
   return (v8)__builtin_ia32_sqrtps256((plain)v);
@@ -58,12 +60,22 @@ template <class V>
 QUORIN_INLINE V clamp_lanes(V v, V lo, V hi) {
   return v < lo ? lo : (v > hi ? hi : v);
 }
-template <class V>
-QUORIN_INLINE V splat(float f) {
-  V v;
-  for (std::size_t i = 0; i < sizeof(V) / sizeof(float); ++i) v[i] = f;
+// Every lane set to f; V is a vector of 32-bit floats or integers.
+template <class V, class T>
+QUORIN_INLINE V splat(T f) {
+  V v = {};
+  for (std::size_t i = 0; i < sizeof(V) / 4; ++i) v[i] = f;
   return v;
 }
+// Lane i holds first + i.
+template <class V>
+QUORIN_INLINE V lane_indices(int32_t first) {
+  V v = {};
+  for (std::size_t i = 0; i < sizeof(V) / 4; ++i) v[i] = first + static_cast<int32_t>(i);
+  return v;
+}
+typedef uint32_t v4u __attribute__((vector_size(16)));
+typedef uint32_t v8u __attribute__((vector_size(32)));
 // Unaligned, whatever V's own alignment (a template argument loses the typedef's).
 template <class V>
 QUORIN_INLINE V load_lanes(const float* p) {

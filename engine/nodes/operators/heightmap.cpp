@@ -309,7 +309,7 @@ QUORIN_INLINE void ao_span_body(float* out, const ao_row rows[3], uint32_t width
 void ao_span_base(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
   ao_span_body<filter::v4>(out, rows, width, e, k);
 }
-QUORIN_WIDE_VECTORS void ao_span_wide(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+QUORIN_WIDE_FLAT void ao_span_wide(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
   ao_span_body<filter::v8>(out, rows, width, e, k);
 }
 using ao_span_fn = void (*)(float*, const ao_row[3], uint32_t, float, float);
