@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "filter_reference.h"
+#include "nodes/operators/blur.h"
 
 namespace {
 
@@ -117,6 +118,24 @@ TEST(SelectiveBlur, ModesDirectionsAndAlphaMask) {
                                                  {u"alpha-mask", mask ? u"true" : u"false"}});
         EXPECT_TRUE(same(want, got)) << d << separate << mask;
       }
+}
+
+// Images one or two pixels across, where every sample of the edge map is clamped, and a wider one,
+// on both vector widths.
+TEST(SelectiveBlur, ThinImagesAndVectorWidths) {
+  const filtref::taps box3 = filtref::kernel(0, 3);
+  const kernel_at fixed = [&](int64_t, int64_t) { return std::optional<filtref::taps>(box3); };
+  for (bool wide : {false, true}) {
+    const bool was = use_wide_vectors(wide);
+    for (const auto& [w, h] : {std::pair<uint32_t, uint32_t>{1, 6}, {2, 5}, {7, 1}, {6, 2}, {37, 9}}) {
+      const image src = filtref::noise_image(w, h, 47);
+      for (int d = 0; d < 3; ++d)
+        EXPECT_TRUE(same(selective(src, d, 0.3f, false, false, fixed),
+                         render_selective(src, {{u"direction", directions[d]}, {u"threshold", u"0.3"}})))
+            << w << "x" << h << " direction " << d << " wide " << wide;
+    }
+    use_wide_vectors(was);
+  }
 }
 
 TEST(SelectiveBlur, Thresholds) {

@@ -344,12 +344,6 @@ var_blur_kernels::var_blur_kernels(uint32_t type, float size) : scale(size * 100
   for (uint32_t w = 3; w <= widest_blur_kernel; w += 2) by_width[w] = kernel_for(type, w);
 }
 
-const blur_kernel* var_blur_kernels::at(float relsize) const {
-  float r = scale * relsize;
-  if (!(r >= 3.0f)) return nullptr;
-  uint32_t n = r >= static_cast<float>(widest_blur_kernel) ? widest_blur_kernel : static_cast<uint32_t>(r);
-  return by_width[n & 1u ? n : n - 1];
-}
 
 // ---- Blur ----------------------------------------------------------------------------------------
 

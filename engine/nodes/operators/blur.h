@@ -9,6 +9,7 @@
 
 #include "core/imgbuf.h"
 #include "core/renderctx.h"
+#include "nodes/operators/filter_simd.h"
 
 namespace quorin_engine {
 
@@ -65,16 +66,28 @@ void blur_whole_row(float* out, const imgbuf4f& src, uint32_t y, const blur_kern
 // Width of the blur `size` (a fraction of 100 pixels): trunc(size * 100), in float.
 uint32_t blur_width(float size);
 
-// One pixel of a pass with the kernel k, alpha 1.0, or a copy of all four floats without one.
+// One pixel of a pass with the kernel k, alpha 1.0, or a copy of all four floats without one. The
+// same float operations as convolve_pixel_row and convolve_pixel_column, inlined: the sum starts
+// at 0 and adds weight * sample from tap 0 on, then is multiplied by norm.
 template <bool Rows>
 inline void blur_pixel(float* out, const imgbuf4f& src, const blur_kernel* k, uint32_t x, uint32_t y) {
+  const float* centre = pixel_at(src, x, y);
   if (!k) {
-    for (int c = 0; c < 4; ++c) out[c] = pixel_at(src, x, y)[c];
-  } else if (Rows) {
-    convolve_pixel_row(out, src, k->weights4, k->width, k->norm, x, y);
-  } else {
-    convolve_pixel_column(out, src, k->weights4, k->width, k->norm, x, y);
+    for (int c = 0; c < 4; ++c) out[c] = centre[c];
+    return;
   }
+  const int64_t half = (k->width - 1) >> 1, pos = Rows ? x : y;
+  const int64_t last = int64_t(Rows ? src.width : src.height) - 1;
+  const std::ptrdiff_t step = Rows ? 4 : std::ptrdiff_t(src.width) * 4;
+  filter::v4 a = {};
+  if (pos - half >= 0 && pos + half <= last) {
+    const float* p = centre - half * step;
+    for (uint32_t t = 0; t < k->width; ++t, p += step) a = a + filter::load4(k->weights4 + 4 * t) * filter::load4(p);
+  } else {
+    for (uint32_t t = 0; t < k->width; ++t)
+      a = a + filter::load4(k->weights4 + 4 * t) * filter::load4(centre + (filter::clamp_index(pos + t - half, 0, last) - pos) * step);
+  }
+  filter::store4(out, filter::opaque(a * filter::splat4(k->norm)));
 }
 
 // The kernels of the variable-width blurs, all taken before any row loop: a pixel's width is
@@ -83,7 +96,13 @@ struct var_blur_kernels {
   const blur_kernel* by_width[256] = {};
   float scale;
   var_blur_kernels(uint32_t type, float size);
-  const blur_kernel* at(float relsize) const;  // null: the pixel is copied
+  // null: the pixel is copied
+  const blur_kernel* at(float relsize) const {
+    const float r = scale * relsize;
+    if (!(r >= 3.0f)) return nullptr;
+    const uint32_t n = r >= static_cast<float>(widest_blur_kernel) ? widest_blur_kernel : static_cast<uint32_t>(r);
+    return by_width[n & 1u ? n : n - 1];
+  }
 };
 
 void render_Blur(shadetree_node_t& node, const renderctx& ctx);

@@ -32,49 +32,72 @@ struct three_taps {
 const three_taps smoothing(1.0f, 2.0f, 1.0f, 4.0f);
 const three_taps derivative(-1.0f, 0.0f, 1.0f, 2.0f);
 
-void filter3_rows(imgbuf4f& dst, const imgbuf4f& src, const three_taps& t) {
-  convolve_rows(dst, src, t.weights4, 3, t.norm, 0, 0, src.width - 1, src.height - 1);
-}
-void filter3_columns(imgbuf4f& dst, const imgbuf4f& src, const three_taps& t) {
-  convolve_columns(dst, src, t.weights4, 3, t.norm, 0, 0, src.width - 1, src.height - 1);
+// The three-tap filter along one row of `width` pixels, samples clamped to the row.
+void filter3_along(float* out, const float* in, uint32_t width, const three_taps& t) {
+  const float* taps[3];
+  if (width >= 3) {
+    for (uint32_t k = 0; k < 3; ++k) taps[k] = in + 4 * k;
+    convolve_span(out + 4, taps, t.weights4, 3, t.norm, width - 2);
+  }
+  for (uint32_t x : {0u, width - 1}) {
+    for (uint32_t k = 0; k < 3; ++k) {
+      const int64_t j = int64_t(x) + k - 1;
+      taps[k] = in + 4 * (j < 0 ? 0 : (j >= width ? width - 1 : j));
+    }
+    convolve_span(out + 4 * std::size_t(x), taps, t.weights4, 3, t.norm, 1);
+  }
 }
 
-// Runs px(out, a, b) over every pixel of the images.
-template <class Px>
-void each_pixel(imgbuf4f& out, const imgbuf4f& a, const imgbuf4f& b, Px px) {
-  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t y = first; y < last; ++y) {
-      float* o = pixel_at(out, 0, y);
-      const float* p = pixel_at(a, 0, y);
-      const float* q = pixel_at(b, 0, y);
-      for (uint32_t x = 0; x < out.width; ++x, o += 4, p += 4, q += 4) px(o, p, q);
-    }
-  });
+// The three-tap filter down the columns at one row, from the three rows above, at and below it.
+void filter3_across(float* out, const float* above, const float* at, const float* below, uint32_t width,
+                    const three_taps& t) {
+  const float* taps[3] = {above, at, below};
+  convolve_span(out, taps, t.weights4, 3, t.norm, width);
 }
 
 // The edge map of a separable Sobel (smoothing 1 2 1, derivative -1 0 1) for the blur direction,
-// written to `edges`; `a`, `b` and `c` are scratch.
-void selective_edge_map(imgbuf4f& edges, const imgbuf4f& src, uint32_t direction, imgbuf4f& a, imgbuf4f& b,
-                        imgbuf4f& c) {
-  // Across the rows: smoothed along each row, differentiated down the columns; and the other way.
-  if (direction != blur_vertical) {
-    filter3_rows(a, src, smoothing);
-    filter3_columns(b, a, derivative);
-  }
-  if (direction != blur_horizontal) {
-    filter3_columns(a, src, smoothing);
-    filter3_rows(c, a, derivative);
-  }
-  if (direction == blur_both) {
-    each_pixel(edges, b, c, [](float* e, const float* h, const float* v) {
-      for (uint32_t i = 0; i < 3; ++i) e[i] = (std::fabs(h[i]) + std::fabs(v[i])) * 0.5f;
-      e[3] = 1.0f;
-    });
-  } else {
-    each_pixel(edges, direction == blur_horizontal ? b : c, src, [](float* e, const float* d, const float*) {
-      for (uint32_t i = 0; i < 4; ++i) e[i] = std::fabs(d[i]);
-    });
-  }
+// samples clamped to the image: H is smoothed along the rows and differentiated down the columns,
+// V the other way round. Each band works through its rows with a few rows of its own, so that the
+// source is read about once and the map written once.
+void selective_edge_map(imgbuf4f& edges, const imgbuf4f& src, uint32_t direction) {
+  const uint32_t w = src.width, h = src.height;
+  if (!w || !h) return;
+  const std::size_t row_floats = std::size_t(w) * 4;
+  const bool across = direction != blur_vertical, down = direction != blur_horizontal;
+  for_row_bands(h, [&](uint32_t first, uint32_t last) {
+    // smoothed[slot]: source row held[slot] smoothed along the row; then one row each of H, of the
+    // source smoothed down the columns, and of V.
+    std::vector<float> rows(row_floats * 6);
+    float* smoothed[3] = {rows.data(), rows.data() + row_floats, rows.data() + 2 * row_floats};
+    float* hrow = rows.data() + 3 * row_floats;
+    float* column_smoothed = rows.data() + 4 * row_floats;
+    float* vrow = rows.data() + 5 * row_floats;
+    int64_t held[3] = {-1, -1, -1};
+    auto smoothed_row = [&](uint32_t r) {
+      const uint32_t slot = r % 3;
+      if (held[slot] != r) {
+        filter3_along(smoothed[slot], pixel_at(src, 0, r), w, smoothing);
+        held[slot] = r;
+      }
+      return smoothed[slot];
+    };
+    for (uint32_t y = first; y < last; ++y) {
+      const uint32_t up = y ? y - 1 : 0, dn = y + 1 < h ? y + 1 : h - 1;
+      if (across) filter3_across(hrow, smoothed_row(up), smoothed_row(y), smoothed_row(dn), w, derivative);
+      if (down) {
+        filter3_across(column_smoothed, pixel_at(src, 0, up), pixel_at(src, 0, y), pixel_at(src, 0, dn), w, smoothing);
+        filter3_along(vrow, column_smoothed, w, derivative);
+      }
+      float* e = pixel_at(edges, 0, y);
+      if (direction == blur_both) {
+        for (uint32_t x = 0; x < w; ++x, e += 4)
+          for (uint32_t i = 0; i < 4; ++i) e[i] = i < 3 ? (std::fabs(hrow[4 * x + i]) + std::fabs(vrow[4 * x + i])) * 0.5f : 1.0f;
+      } else {
+        const float* d = across ? hrow : vrow;
+        for (std::size_t i = 0; i < row_floats; ++i) e[i] = std::fabs(d[i]);
+      }
+    }
+  });
 }
 
 // ---- passes --------------------------------------------------------------------------------------
@@ -120,9 +143,11 @@ void selective_pixels(imgbuf4f& dst, const imgbuf4f& src, const imgbuf4f& edges,
     alignas(16) float one[4];
     for (uint32_t y = first; y < last; ++y) {
       ks.template begin_row<Rows>(row.data(), src, y);
-      for (uint32_t x = 0; x < dst.width; ++x)
-        px(pixel_at(dst, x, y), pixel_at(src, x, y), pixel_at(edges, x, y),
-           [&] { return ks.template pixel<Rows>(row.data(), one, src, x, y); });
+      float* d = pixel_at(dst, 0, y);
+      const float* s = pixel_at(src, 0, y);
+      const float* e = pixel_at(edges, 0, y);
+      for (uint32_t x = 0; x < dst.width; ++x, d += 4, s += 4, e += 4)
+        px(d, s, e, [&] { return ks.template pixel<Rows>(row.data(), one, src, x, y); });
     }
   });
 }
@@ -214,8 +239,8 @@ void render_selective(shadetree_node_t& node, const renderctx& ctx, bool variabl
   }
   if (!(n & 1u)) n -= 1;
   // Every pass writes every pixel, so the target needs no clearing beforehand.
-  scratch_buffer_t a(ctx.pool), b(ctx.pool), c(ctx.pool), edges(ctx.pool);
-  selective_edge_map(*edges.buffer, *in.buffer, p.direction, *a.buffer, *b.buffer, *c.buffer);
+  scratch_buffer_t a(ctx.pool), edges(ctx.pool);
+  selective_edge_map(*edges.buffer, *in.buffer, p.direction);
   if (relsize_source) {
     const var_blur_kernels kernels(p.type, p.size);
     selective_passes(target, *in.buffer, *a.buffer, *edges.buffer, p, relsize_kernel{kernels, *rel.buffer});
