@@ -157,8 +157,8 @@ void turbulence_row(Row& row, const float* table, const float* xs, float y, floa
   }
 }
 
-// Room for a row of noise values: the evaluators may write three past the end.
-std::vector<float> noise_scratch(uint32_t width) { return std::vector<float>(std::size_t(width) + 4); }
+// Room for a row of noise values: the evaluators may write seven past the end.
+std::vector<float> noise_scratch(uint32_t width) { return std::vector<float>(std::size_t(width) + 8); }
 
 using octave_body_fn = void (*)(const octave_noise_params&, imgbuf4f&);
 

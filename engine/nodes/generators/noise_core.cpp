@@ -1,11 +1,12 @@
 #include "nodes/generators/noise_core.h"
 
-#include <emmintrin.h>
+#include <immintrin.h>
 
 #include <atomic>
 #include <mutex>
 
 #include "core/tables.h"
+#include "nodes/operators/filter_simd.h"
 
 namespace quorin_engine {
 
@@ -141,17 +142,46 @@ void cubic_row_t::start(const float* t, float y) {
   for (uint32_t j = 0; j < 4; ++j) row_hash[j] = noise_permutation[(iy + j - 1u) & 255u];
 }
 
+cubic_row_t::cubic_row_t() : wide(filter::wide_vectors) {}
+
 void cubic_row_t::eval(float f, const float* xs, uint32_t n, float* out) {
-  if (tx.size() < std::size_t(n) + 4) {
-    tx.assign(std::size_t(n) + 4, 0.0f);
-    ix.assign(std::size_t(n) + 4, 0);
+  if (tx.size() < std::size_t(n) + 8) {
+    tx.assign(std::size_t(n) + 8, 0.0f);
+    ix.assign(std::size_t(n) + 8, 0);
   }
-  for (uint32_t c = 0; c < n; ++c) {
+  if (wide) {
+    cells_wide(f, xs, n);
+    if (eval_wide(n, out)) return;
+  } else {
+    cells_by_pixel(f, xs, n, 0);
+  }
+  eval_by_cell(n, out);
+}
+
+void cubic_row_t::cells_by_pixel(float f, const float* xs, uint32_t n, uint32_t from) {
+  for (uint32_t c = from; c < n; ++c) {
     float x = f * xs[c];
     float fx0 = std::floor(x);
     tx[c] = x - fx0;
     ix[c] = noise_detail::lattice_int(fx0);
   }
+}
+
+// As cells_by_pixel, eight pixels at a time: the conversion of a floor outside the int32 range (or
+// not a number) gives INT32_MIN, as lattice_int does.
+QUORIN_WIDE_VECTORS void cubic_row_t::cells_wide(float f, const float* xs, uint32_t n) {
+  const __m256 vf = _mm256_set1_ps(f);
+  uint32_t c = 0;
+  for (; c + 8 <= n; c += 8) {
+    const __m256 x = _mm256_mul_ps(vf, _mm256_loadu_ps(xs + c));
+    const __m256 fx0 = _mm256_floor_ps(x);
+    _mm256_storeu_ps(&tx[c], _mm256_sub_ps(x, fx0));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(&ix[c]), _mm256_cvttps_epi32(fx0));
+  }
+  cells_by_pixel(f, xs, n, c);
+}
+
+void cubic_row_t::eval_by_cell(uint32_t n, float* out) {
   // Pixels in one cell share the lattice values and thus the coefficients of the four cubics in
   // x; four pixels at a time go through the same steps as the scalar form, lane by lane.
   const __m128 k15 = _mm_set1_ps(1.5f), k05 = _mm_set1_ps(0.5f), k25 = _mm_set1_ps(2.5f),
@@ -191,6 +221,65 @@ void cubic_row_t::eval(float f, const float* xs, uint32_t n, float* out) {
     }
     c = end;
   }
+}
+
+// Eight pixels at a time, where every eight neighbouring pixels lie in at most eight neighbouring
+// cells (a cell at least about a pixel wide) and the cells rise along the row: the lattice values
+// are read once per column, the coefficients of the cubics in x computed for eight cells at a time,
+// and each pixel picks its cell's coefficients by a permutation. Every value goes through the same
+// float steps as in eval_by_cell. False when the row does not fit these conditions.
+QUORIN_WIDE_VECTORS bool cubic_row_t::eval_wide(uint32_t n, float* out) {
+  if (!n) return true;
+  const int32_t first = ix[0];
+  for (uint32_t c = 1; c < n; ++c)
+    if (ix[c] < ix[c - 1]) return false;
+  for (uint32_t c = 0; c < n; c += 8)
+    if (ix[c + 7 < n ? c + 7 : n - 1] - ix[c] >= 8) return false;
+  const uint32_t cells = static_cast<uint32_t>(ix[n - 1] - first) + 1;
+  const std::size_t columns = std::size_t(cells) + 3 + 8, stride = std::size_t(cells) + 16;
+  if (lattice.size() < 4 * columns) lattice.assign(4 * columns, 0.0f);
+  if (coefficients.size() < 16 * stride) coefficients.assign(16 * stride, 0.0f);
+  const uint32_t left = static_cast<uint32_t>(first) - 1u;
+  for (uint32_t j = 0; j < 4; ++j) {
+    float* l = lattice.data() + j * columns;
+    for (uint32_t m = 0; m < cells + 3; ++m) l[m] = table[noise_detail::lattice_hash(row_hash[j], left + m)];
+  }
+  using filter::v8;
+  const v8 k15 = filter::splat8(1.5f), k05 = filter::splat8(0.5f), k25 = filter::splat8(2.5f),
+           k2 = filter::splat8(2.0f);
+  // Plane 4 j + q holds coefficient q of row j's cubic (the t^3 one first, the constant last).
+  for (uint32_t j = 0; j < 4; ++j) {
+    const float* l = lattice.data() + j * columns;
+    float* q = coefficients.data() + 4 * j * stride;
+    for (uint32_t k = 0; k < cells; k += 8) {
+      const v8 a = filter::load8(l + k), b = filter::load8(l + k + 1), cc = filter::load8(l + k + 2),
+               d = filter::load8(l + k + 3);
+      filter::store8(q + k, k15 * b - k05 * a - k15 * cc + k05 * d);
+      filter::store8(q + stride + k, a - k25 * b + k2 * cc - k05 * d);
+      filter::store8(q + 2 * stride + k, k05 * cc - k05 * a);
+      filter::store8(q + 3 * stride + k, b);
+    }
+  }
+  const v8 vty = filter::splat8(ty);
+  for (uint32_t c = 0; c < n; c += 8) {
+    const int32_t cell = ix[c];
+    const __m256i pick = _mm256_sub_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(&ix[c])),
+                                          _mm256_set1_epi32(cell));
+    const float* q = coefficients.data() + (cell - first);
+    const v8 t = filter::load8(&tx[c]);
+    v8 r[4];
+    for (uint32_t j = 0; j < 4; ++j) {
+      v8 co[4];
+      for (uint32_t i = 0; i < 4; ++i)
+        co[i] = (v8)_mm256_permutevar8x32_ps((__m256)filter::load8(q + (4 * j + i) * stride), pick);
+      r[j] = ((co[0] * t + co[1]) * t + co[2]) * t + co[3];
+    }
+    const v8 q3 = k15 * r[1] - k05 * r[0] - k15 * r[2] + k05 * r[3];
+    const v8 q2 = r[0] - k25 * r[1] + k2 * r[2] - k05 * r[3];
+    const v8 q1 = k05 * r[2] - k05 * r[0];
+    filter::store8(out + c, ((q3 * vty + q2) * vty + q1) * vty + r[1]);
+  }
+  return true;
 }
 
 void linear_row_t::start(const float* t, float y) {

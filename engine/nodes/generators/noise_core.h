@@ -117,7 +117,7 @@ float octave_turbulence(N noise, float x, float y, float limit) {
 
 // Evaluators of one interpolation along a row: start() fixes y, eval() gives
 // out[c] = N(f * xs[c], y) for c < n, exactly the value of the plain function at that point.
-// `out` must have room for n + 3 floats (the cubic evaluator writes whole groups of four).
+// `out` must have room for n + 7 floats (the cubic evaluator writes whole groups of four or eight).
 // The lattice values of a cell are read once per run of pixels in that cell, which is where the
 // time goes.
 struct cubic_row_t {
@@ -126,9 +126,20 @@ struct cubic_row_t {
   uint32_t row_hash[4] = {};
   std::vector<float> tx;    // fraction within the cell, per pixel
   std::vector<int32_t> ix;  // cell, per pixel
+  // For 256-bit vector units: the lattice values of the row's columns and the coefficients of the
+  // four cubics in x of each cell, 16 planes.
+  bool wide;
+  std::vector<float> lattice, coefficients;
 
+  cubic_row_t();
   void start(const float* t, float y);
   void eval(float f, const float* xs, uint32_t n, float* out);
+
+ private:
+  void cells_by_pixel(float f, const float* xs, uint32_t n, uint32_t from);
+  void cells_wide(float f, const float* xs, uint32_t n);
+  void eval_by_cell(uint32_t n, float* out);
+  bool eval_wide(uint32_t n, float* out);
 };
 
 struct linear_row_t {
