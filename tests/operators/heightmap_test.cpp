@@ -22,6 +22,16 @@ image render_with(uint32_t id, optest::params_list params, const image& hmap, co
   return filtref::from_buffer(*r.render(op));
 }
 
+// The render on both vector widths against the same expected image.
+void expect_on_both_widths(const image& want, uint32_t id, optest::params_list params, const image& hmap,
+                           const image* nmap = nullptr) {
+  for (bool wide : {false, true}) {
+    const bool was = use_wide_vectors(wide);
+    EXPECT_TRUE(same(want, render_with(id, params, hmap, nmap))) << "type " << id << " wide " << wide;
+    use_wide_vectors(was);
+  }
+}
+
 void norm3(float v[3]) {
   const float inv = 1.0f / std::sqrt(v[0] * v[0] + v[1] * v[1] + v[2] * v[2]);
   for (int i = 0; i < 3; ++i) v[i] = v[i] * inv;
@@ -49,7 +59,7 @@ TEST(NormalMap, FormulaAndFlatMap) {
       for (int c = 0; c < 3; ++c) o[c] = std::clamp(n[c] * 0.5f + 0.5f, 0.0f, 1.0f);
       o[3] = 1.0f;
     }
-  EXPECT_TRUE(same(want, render_with(normal_map_id, {}, src)));
+  expect_on_both_widths(want, normal_map_id, {}, src);
 }
 
 TEST(Lighting, EightBodies) {
@@ -94,15 +104,15 @@ TEST(Lighting, EightBodies) {
         for (int c = 0; c < 3; ++c) o[c] = std::clamp(sum[c], 0.0f, 1.0f);
         o[3] = 1.0f;
       }
-    const image got = render_with(lighting_id,
-                                  {{u"lightX", u"0.3"}, {u"lightY", u"0.6"}, {u"lightZ", u"1.5"},
-                                   {u"lightcol", u"(0.0,0.0,0.0)"}, {u"ambient", a ? u"true" : u"false"},
-                                   {u"ambcol", u"(0.2,0.1,0.3)"}, {u"diffuse", d ? u"true" : u"false"},
-                                   {u"diffcol", u"(0.9,0.8,0.5)"}, {u"diffcoeff", u"0.8"},
-                                   {u"specular", s ? u"true" : u"false"}, {u"speccol", u"(0.4,1.0,0.7)"},
-                                   {u"speccoeff", u"0.6"}},
-                                  src);
-    EXPECT_TRUE(same(want, got)) << flags;
+    SCOPED_TRACE(flags);
+    expect_on_both_widths(want, lighting_id,
+                          {{u"lightX", u"0.3"}, {u"lightY", u"0.6"}, {u"lightZ", u"1.5"},
+                           {u"lightcol", u"(0.0,0.0,0.0)"}, {u"ambient", a ? u"true" : u"false"},
+                           {u"ambcol", u"(0.2,0.1,0.3)"}, {u"diffuse", d ? u"true" : u"false"},
+                           {u"diffcol", u"(0.9,0.8,0.5)"}, {u"diffcoeff", u"0.8"},
+                           {u"specular", s ? u"true" : u"false"}, {u"speccol", u"(0.4,1.0,0.7)"},
+                           {u"speccoeff", u"0.6"}},
+                          src);
   }
   // The light below the surface of a flat map: no diffuse, no specular; inner pixels black, alpha 1.
   const image below = render_with(lighting_id, {{u"lightZ", u"-1"}, {u"specular", u"true"}}, image(5, 5, 0.5f));
@@ -226,11 +236,8 @@ TEST(AOMapCopper, VectorWidthsAndRowEnds) {
     for (std::size_t i = 0; i < hm.px.size(); i += 5) hm.px[i] = hm.px[i] * 40.0f - 20.0f;
     for (std::size_t i = 0; i < nm.px.size(); i += 3) nm.px[i] = -nm.px[i] * 3.0f;
     const image want = ao_reference(hm, nm, 7.0f);
-    for (bool wide : {false, true}) {
-      const bool was = use_wide_vectors(wide);
-      EXPECT_TRUE(same(want, render_with(ao_id, {{u"elevation", u"7"}}, hm, &nm))) << w << "x" << h << " wide " << wide;
-      use_wide_vectors(was);
-    }
+    SCOPED_TRACE(::testing::Message() << w << "x" << h);
+    expect_on_both_widths(want, ao_id, {{u"elevation", u"7"}}, hm, &nm);
   }
 }
 

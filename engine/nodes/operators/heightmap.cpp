@@ -42,6 +42,72 @@ void each_inner_pixel(uint32_t width, uint32_t height, Px px) {
   });
 }
 
+// One image row as planes indexed by column: plane 0 the red of the height map, then whatever else
+// a routine reads (the decoded normals of AOMapCopper).
+struct plane_row {
+  const float* p[5];
+};
+
+// Three rows of planes, reused in turn as a band moves down; each plane has room for a vector's
+// worth of lanes past the last column, kept at zero.
+struct plane_rows {
+  static constexpr uint32_t pad = 8;
+  uint32_t planes;
+  std::size_t stride;
+  std::vector<float> data;
+  plane_rows(uint32_t width, uint32_t planes) : planes(planes), stride(width + pad), data(3 * planes * stride, 0.0f) {}
+  float* plane(uint32_t slot, uint32_t i) { return data.data() + (slot * planes + i) * stride; }
+  plane_row row(uint32_t slot) {
+    plane_row r{};
+    for (uint32_t i = 0; i < planes; ++i) r.p[i] = plane(slot, i);
+    return r;
+  }
+};
+static_assert(plane_rows::pad >= sizeof(filter::v8) / sizeof(float), "a row's planes hold a vector past the last column");
+
+// Runs span(y, rows) over the rows with 1 <= y <= height-2, rows holding the planes of rows y-1, y
+// and y+1; load(planes, slot, y) fills a slot with image row y.
+template <class Load, class Span>
+void each_inner_row(uint32_t width, uint32_t height, uint32_t planes, Load load, Span span) {
+  if (width < 3 || height < 3) return;
+  for_row_bands(height - 2, [&](uint32_t first, uint32_t last) {
+    plane_rows rows(width, planes);
+    load(rows, first % 3, first);
+    load(rows, (first + 1) % 3, first + 1);
+    for (uint32_t y = first + 1; y < last + 1; ++y) {
+      load(rows, (y + 1) % 3, y + 1);
+      const plane_row three[3] = {rows.row((y - 1) % 3), rows.row(y % 3), rows.row((y + 1) % 3)};
+      span(y, three);
+    }
+  });
+}
+
+// Loads the red of a height map row into plane 0.
+struct load_heights {
+  const imgbuf4f& hmap;
+  void operator()(plane_rows& rows, uint32_t slot, uint32_t y) const {
+    const float* p = pixel_at(hmap, 0, y);
+    float* q = rows.plane(slot, 0);
+    for (uint32_t x = 0; x < hmap.width; ++x) q[x] = p[4 * x];
+  }
+};
+
+// Stores `count` grey or colour lanes of a span as pixels with alpha 1.0.
+template <class V>
+QUORIN_INLINE void store_opaque(float* out, uint32_t count, V r, V g, V b) {
+  for (uint32_t i = 0; i < count; ++i, out += 4) {
+    out[0] = r[i];
+    out[1] = g[i];
+    out[2] = b[i];
+    out[3] = 1.0f;
+  }
+}
+
+// Lanes that fall inside the inner pixels from column x on.
+inline uint32_t inner_lanes(uint32_t x, uint32_t width, uint32_t lanes) {
+  return width - 1 - x < lanes ? width - 1 - x : lanes;
+}
+
 // Sets the first and last rows and the first and last pixel of every row to one value.
 void fill_ring(imgbuf4f& img, const float v[4]) {
   const uint32_t w = img.width, h = img.height;
@@ -74,46 +140,83 @@ struct lighting_params {
   float diffcoeff, speccoeff;
 };
 
-template <bool Ambient, bool Diffuse, bool Specular>
-void lighting_body(imgbuf4f& target, const imgbuf4f& hmap, const lighting_params& p) {
-  const uint32_t w = target.width, h = target.height;
-  const float fx = static_cast<float>(w - 1), fy = static_cast<float>(h - 1);
-  each_inner_pixel(w, h, [&](uint32_t x, uint32_t y) {
-    const vec3 n = normalise({red(hmap, x - 1, y) - red(hmap, x + 1, y), red(hmap, x, y + 1) - red(hmap, x, y - 1), 2.0f});
-    const vec3 pos{static_cast<float>(x) / fx, static_cast<float>(y) / fy, 0.0f};
-    const vec3 l = normalise({p.light.x - pos.x, p.light.y - pos.y, p.light.z - pos.z});
-    const float nl = dot(n, l);
-    float sum[3] = {0.0f, 0.0f, 0.0f};
-    if (Ambient)
-      for (uint32_t c = 0; c < 3; ++c) sum[c] = p.ambcol[c];
-    if (Diffuse) {
-      const float d = (nl > 0.0f ? nl : 0.0f) * p.diffcoeff;
-      for (uint32_t c = 0; c < 3; ++c) sum[c] = Ambient ? sum[c] + d * p.diffcol[c] : d * p.diffcol[c];
-    }
-    if (Specular && nl >= 0.0f) {
-      // The viewer stands high above the image centre.
-      const vec3 v = normalise({0.5f - pos.x, 0.5f - pos.y, 50.0f - pos.z});
-      const float twice_nl = 2.0f * nl;
-      const vec3 r{twice_nl * n.x - l.x, twice_nl * n.y - l.y, twice_nl * n.z - l.z};
-      float s = dot(v, r);
-      s = s > 0.0f ? s : 0.0f;
-      const float s4 = s * s * s * s * p.speccoeff;
-      for (uint32_t c = 0; c < 3; ++c) sum[c] = (Ambient || Diffuse) ? sum[c] + s4 * p.speccol[c] : s4 * p.speccol[c];
-    }
-    float* out = pixel_at(target, x, y);
-    for (uint32_t c = 0; c < 3; ++c) out[c] = clamp_float(sum[c], 0.0f, 1.0f);
-    out[3] = 1.0f;
-  });
+// Normalised lanes: each times the reciprocal of the length.
+template <class V>
+QUORIN_INLINE void normalise_lanes(V& x, V& y, V& z) {
+  const V inv = filter::splat<V>(1.0f) / filter::sqrt_lanes(x * x + y * y + z * z);
+  x = x * inv;
+  y = y * inv;
+  z = z * inv;
 }
 
-using lighting_fn = void (*)(imgbuf4f&, const imgbuf4f&, const lighting_params&);
+// One row's inner pixels, a vector of neighbouring pixels at a time, each lane in the order of the
+// per-pixel formula. The specular term is computed on every lane and kept where nl is not negative.
+template <class V, class VI, bool Ambient, bool Diffuse, bool Specular>
+QUORIN_INLINE void lighting_span_body(float* out, const plane_row rows[3], uint32_t width, uint32_t y,
+                                      const lighting_params& p, float fx, float fy) {
+  using namespace filter;
+  constexpr uint32_t lanes = sizeof(V) / sizeof(float);
+  const V zero = splat<V>(0.0f), one = splat<V>(1.0f);
+  const float pos_y = static_cast<float>(y) / fy;
+  for (uint32_t x = 1; x + 1 < width; x += lanes) {
+    V nx = load_lanes<V>(rows[1].p[0] + x - 1) - load_lanes<V>(rows[1].p[0] + x + 1);
+    V ny = load_lanes<V>(rows[2].p[0] + x) - load_lanes<V>(rows[0].p[0] + x);
+    V nz = splat<V>(2.0f);
+    normalise_lanes(nx, ny, nz);
+    const V pos_x = __builtin_convertvector(lane_indices<VI>(static_cast<int32_t>(x)), V) / splat<V>(fx);
+    V lx = splat<V>(p.light.x) - pos_x, ly = splat<V>(p.light.y - pos_y), lz = splat<V>(p.light.z - 0.0f);
+    normalise_lanes(lx, ly, lz);
+    const V nl = nx * lx + ny * ly + nz * lz;
+    V sum[3] = {zero, zero, zero};
+    if (Ambient)
+      for (uint32_t c = 0; c < 3; ++c) sum[c] = splat<V>(p.ambcol[c]);
+    if (Diffuse) {
+      const V d = (nl > zero ? nl : zero) * splat<V>(p.diffcoeff);
+      for (uint32_t c = 0; c < 3; ++c) sum[c] = Ambient ? sum[c] + d * splat<V>(p.diffcol[c]) : d * splat<V>(p.diffcol[c]);
+    }
+    if (Specular) {
+      // The viewer stands high above the image centre.
+      V vx = splat<V>(0.5f) - pos_x, vy = splat<V>(0.5f - pos_y), vz = splat<V>(50.0f - 0.0f);
+      normalise_lanes(vx, vy, vz);
+      const V twice_nl = splat<V>(2.0f) * nl;
+      const V rx = twice_nl * nx - lx, ry = twice_nl * ny - ly, rz = twice_nl * nz - lz;
+      V sp = vx * rx + vy * ry + vz * rz;
+      sp = sp > zero ? sp : zero;
+      const V s4 = sp * sp * sp * sp * splat<V>(p.speccoeff);
+      const VI lit = nl >= zero;
+      for (uint32_t c = 0; c < 3; ++c) {
+        const V term = (Ambient || Diffuse) ? sum[c] + s4 * splat<V>(p.speccol[c]) : s4 * splat<V>(p.speccol[c]);
+        sum[c] = lit ? term : sum[c];
+      }
+    }
+    store_opaque(out + std::size_t(x) * 4, inner_lanes(x, width, lanes), clamp_lanes(sum[0], zero, one),
+                 clamp_lanes(sum[1], zero, one), clamp_lanes(sum[2], zero, one));
+  }
+}
 
-// Indexed by ambient * 4 + diffuse * 2 + specular.
-constexpr lighting_fn lighting_bodies[8] = {
-    lighting_body<false, false, false>, lighting_body<false, false, true>, lighting_body<false, true, false>,
-    lighting_body<false, true, true>,   lighting_body<true, false, false>,  lighting_body<true, false, true>,
-    lighting_body<true, true, false>,   lighting_body<true, true, true>,
-};
+using lighting_fn = void (*)(float*, const plane_row[3], uint32_t, uint32_t, const lighting_params&, float, float);
+
+template <bool A, bool D, bool S>
+void lighting_span_base(float* out, const plane_row rows[3], uint32_t width, uint32_t y, const lighting_params& p,
+                        float fx, float fy) {
+  lighting_span_body<filter::v4, filter::v4i, A, D, S>(out, rows, width, y, p, fx, fy);
+}
+template <bool A, bool D, bool S>
+QUORIN_WIDE_FLAT void lighting_span_wide(float* out, const plane_row rows[3], uint32_t width, uint32_t y,
+                                         const lighting_params& p, float fx, float fy) {
+  lighting_span_body<filter::v8, filter::v8i, A, D, S>(out, rows, width, y, p, fx, fy);
+}
+
+// Indexed by [wide][ambient * 4 + diffuse * 2 + specular].
+constexpr lighting_fn lighting_bodies[2][8] = {
+    {lighting_span_base<false, false, false>, lighting_span_base<false, false, true>,
+     lighting_span_base<false, true, false>, lighting_span_base<false, true, true>,
+     lighting_span_base<true, false, false>, lighting_span_base<true, false, true>,
+     lighting_span_base<true, true, false>, lighting_span_base<true, true, true>},
+    {lighting_span_wide<false, false, false>, lighting_span_wide<false, false, true>,
+     lighting_span_wide<false, true, false>, lighting_span_wide<false, true, true>,
+     lighting_span_wide<true, false, false>, lighting_span_wide<true, false, true>,
+     lighting_span_wide<true, true, false>, lighting_span_wide<true, true, true>}};
 
 }  // namespace
 
@@ -135,11 +238,42 @@ void render_Lighting(shadetree_node_t& node, const renderctx& ctx) {
     p.diffcoeff = fetch_float(node, ctx, u"diffcoeff", 1.0f);
     if (specular) fetch_color_or(node, ctx, u"speccol", p.speccol);
     p.speccoeff = fetch_float(node, ctx, u"speccoeff", 1.0f);
-    lighting_bodies[(ambient ? 4 : 0) + (diffuse ? 2 : 0) + (specular ? 1 : 0)](target, input, p);
+    const lighting_fn span = lighting_bodies[filter::wide_vectors][(ambient ? 4 : 0) + (diffuse ? 2 : 0) + (specular ? 1 : 0)];
+    const uint32_t w = target.width, h = target.height;
+    const float fx = static_cast<float>(w - 1), fy = static_cast<float>(h - 1);
+    each_inner_row(w, h, 1, load_heights{input}, [&](uint32_t y, const plane_row rows[3]) {
+      span(pixel_at(target, 0, y), rows, w, y, p, fx, fy);
+    });
   });
 }
 
 // ---- NormalMap -----------------------------------------------------------------------------------
+
+namespace {
+
+template <class V>
+QUORIN_INLINE void normal_map_span_body(float* out, const plane_row rows[3], uint32_t width, float sx, float sy) {
+  using namespace filter;
+  constexpr uint32_t lanes = sizeof(V) / sizeof(float);
+  const V zero = splat<V>(0.0f), one = splat<V>(1.0f), half = splat<V>(0.5f);
+  for (uint32_t x = 1; x + 1 < width; x += lanes) {
+    const V dx = load_lanes<V>(rows[1].p[0] + x - 1) - load_lanes<V>(rows[1].p[0] + x + 1);
+    const V dy = load_lanes<V>(rows[2].p[0] + x) - load_lanes<V>(rows[0].p[0] + x);
+    V nx = -dx * splat<V>(sy), ny = -dy * splat<V>(sx), nz = splat<V>(sx * sy);
+    normalise_lanes(nx, ny, nz);
+    store_opaque(out + std::size_t(x) * 4, inner_lanes(x, width, lanes), clamp_lanes(nx * half + half, zero, one),
+                 clamp_lanes(ny * half + half, zero, one), clamp_lanes(nz * half + half, zero, one));
+  }
+}
+
+void normal_map_span_base(float* out, const plane_row rows[3], uint32_t width, float sx, float sy) {
+  normal_map_span_body<filter::v4>(out, rows, width, sx, sy);
+}
+QUORIN_WIDE_FLAT void normal_map_span_wide(float* out, const plane_row rows[3], uint32_t width, float sx, float sy) {
+  normal_map_span_body<filter::v8>(out, rows, width, sx, sy);
+}
+
+}  // namespace
 
 void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
@@ -147,15 +281,9 @@ void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
     imgbuf4f_clear(&target);  // the ring of pixels stays cleared
     const float sx = (1.0f / static_cast<float>(target.width - 1)) * 2.0f;
     const float sy = (1.0f / static_cast<float>(target.height - 1)) * 2.0f;
-    each_inner_pixel(target.width, target.height, [&](uint32_t x, uint32_t y) {
-      const float dx = red(hmap, x - 1, y) - red(hmap, x + 1, y);
-      const float dy = red(hmap, x, y + 1) - red(hmap, x, y - 1);
-      const vec3 n = normalise({-dx * sy, -dy * sx, sx * sy});
-      float* out = pixel_at(target, x, y);
-      out[0] = clamp_float(n.x * 0.5f + 0.5f, 0.0f, 1.0f);
-      out[1] = clamp_float(n.y * 0.5f + 0.5f, 0.0f, 1.0f);
-      out[2] = clamp_float(n.z * 0.5f + 0.5f, 0.0f, 1.0f);
-      out[3] = 1.0f;
+    const auto span = filter::wide_vectors ? normal_map_span_wide : normal_map_span_base;
+    each_inner_row(target.width, target.height, 1, load_heights{hmap}, [&](uint32_t y, const plane_row rows[3]) {
+      span(pixel_at(target, 0, y), rows, target.width, sx, sy);
     });
   });
 }
@@ -243,77 +371,60 @@ void render_NormalMapCopper(shadetree_node_t& node, const renderctx& ctx) {
 
 namespace {
 
-// One row of the occlusion loop's input, as planes: the height (red of hmap) and the four decoded
-// floats of the normal, each indexed by column.
-struct ao_row {
-  const float* h;
-  const float* n[4];
-};
-
-// Three rows of planes, reused in turn as the loop moves down; each plane has room for a vector's
-// worth of lanes past the last column, kept at zero.
-struct ao_planes {
-  static constexpr uint32_t pad = 8;
-  std::size_t stride;
-  std::vector<float> data;
-  explicit ao_planes(uint32_t width) : stride(width + pad), data(3 * 5 * stride, 0.0f) {}
-  float* plane(uint32_t slot, uint32_t i) { return data.data() + (slot * 5 + i) * stride; }
-  ao_row row(uint32_t slot) { return {plane(slot, 0), {plane(slot, 1), plane(slot, 2), plane(slot, 3), plane(slot, 4)}}; }
-  // Image row y into a slot, the normal decoded as (pixel - 0.5) * 2.0.
-  void load(uint32_t slot, const imgbuf4f& hmap, const imgbuf4f& nmap, uint32_t y) {
-    const float* hp = pixel_at(hmap, 0, y);
+// A row of the occlusion loop's input: the height, and the normal decoded as (pixel - 0.5) * 2.0
+// into planes 1 to 4.
+struct load_heights_normals {
+  const imgbuf4f& hmap;
+  const imgbuf4f& nmap;
+  void operator()(plane_rows& rows, uint32_t slot, uint32_t y) const {
+    load_heights{hmap}(rows, slot, y);
     const float* np = pixel_at(nmap, 0, y);
-    float* hq = plane(slot, 0);
-    float* nq[4] = {plane(slot, 1), plane(slot, 2), plane(slot, 3), plane(slot, 4)};
-    for (uint32_t x = 0; x < hmap.width; ++x, hp += 4, np += 4) {
-      hq[x] = hp[0];
+    float* nq[4] = {rows.plane(slot, 1), rows.plane(slot, 2), rows.plane(slot, 3), rows.plane(slot, 4)};
+    for (uint32_t x = 0; x < nmap.width; ++x, np += 4)
       for (uint32_t i = 0; i < 4; ++i) nq[i][x] = (np[i] - 0.5f) * 2.0f;
-    }
   }
 };
 
 // The inner pixels of one row, a vector of neighbouring pixels at a time; each lane does the float
 // operations of one pixel in the order of the formula.
 template <class V>
-QUORIN_INLINE void ao_span_body(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+QUORIN_INLINE void ao_span_body(float* out, const plane_row rows[3], uint32_t width, float e, float k) {
   using namespace filter;
   constexpr uint32_t lanes = sizeof(V) / sizeof(float);
   const V ev = splat<V>(e), kv = splat<V>(k), zero = splat<V>(0.0f), one = splat<V>(1.0f);
   for (uint32_t x = 1; x + 1 < width; x += lanes) {
-    const V c = ev * load_lanes<V>(rows[1].h + x);
+    const V c = ev * load_lanes<V>(rows[1].p[0] + x);
     V nc[4];
-    for (uint32_t i = 0; i < 4; ++i) nc[i] = load_lanes<V>(rows[1].n[i] + x);
+    for (uint32_t i = 0; i < 4; ++i) nc[i] = load_lanes<V>(rows[1].p[1 + i] + x);
     V sum = zero;
     for (int dr = -1; dr <= 1; ++dr)
       for (int dx = -1; dx <= 1; ++dx) {
         if (!dx && !dr) continue;
-        const ao_row& r = rows[dr + 1];
+        const plane_row& r = rows[dr + 1];
         // Rows run down, the vector's y runs up.
         const V d[4] = {splat<V>(static_cast<float>(dx)), splat<V>(static_cast<float>(-dr)),
-                        ev * load_lanes<V>(r.h + x + dx) - c, zero};
+                        ev * load_lanes<V>(r.p[0] + x + dx) - c, zero};
         const V d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2] + d[3] * d[3];
         const V len = sqrt_lanes(d2);
         const V u[4] = {d[0] / len, d[1] / len, d[2] / len, d[3] / len};
         V nn[4];
-        for (uint32_t i = 0; i < 4; ++i) nn[i] = load_lanes<V>(r.n[i] + x + dx);
+        for (uint32_t i = 0; i < 4; ++i) nn[i] = load_lanes<V>(r.p[1 + i] + x + dx);
         const V uc = u[0] * nc[0] + u[1] * nc[1] + u[2] * nc[2] + u[3] * nc[3];
         const V un = u[0] * nn[0] + u[1] * nn[1] + u[2] * nn[2] + u[3] * nn[3];
         sum = sum + clamp_lanes(splat<V>(4.0f) * uc, zero, one) * clamp_lanes(un, zero, one) * (one / sqrt_lanes(one + kv / d2));
       }
     const V v = one - sum / splat<V>(8.0f);
-    const uint32_t count = width - 1 - x < lanes ? width - 1 - x : lanes;
-    for (uint32_t i = 0; i < count; ++i) put_grey(out + std::size_t(x + i) * 4, v[i]);
+    store_opaque(out + std::size_t(x) * 4, inner_lanes(x, width, lanes), v, v, v);
   }
 }
 
-void ao_span_base(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+void ao_span_base(float* out, const plane_row rows[3], uint32_t width, float e, float k) {
   ao_span_body<filter::v4>(out, rows, width, e, k);
 }
-QUORIN_WIDE_FLAT void ao_span_wide(float* out, const ao_row rows[3], uint32_t width, float e, float k) {
+QUORIN_WIDE_FLAT void ao_span_wide(float* out, const plane_row rows[3], uint32_t width, float e, float k) {
   ao_span_body<filter::v8>(out, rows, width, e, k);
 }
-using ao_span_fn = void (*)(float*, const ao_row[3], uint32_t, float, float);
-static_assert(ao_planes::pad >= sizeof(filter::v8) / sizeof(float), "a row's planes hold a vector past the last column");
+using ao_span_fn = void (*)(float*, const plane_row[3], uint32_t, float, float);
 
 }  // namespace
 
@@ -335,17 +446,8 @@ void render_AOMapCopper(shadetree_node_t& node, const renderctx& ctx) {
   // Each band decodes the normals into rows of its own, so that the input's image stays as rendered.
   const float k = static_cast<float>(0.25 / std::atan(1.0));  // 1 / pi
   const ao_span_fn span = filter::wide_vectors ? ao_span_wide : ao_span_base;
-  if (w >= 3 && h >= 3)
-    for_row_bands(h - 2, [&](uint32_t first, uint32_t last) {
-      ao_planes planes(w);
-      planes.load(first % 3, hmap, *nin.buffer, first);
-      planes.load((first + 1) % 3, hmap, *nin.buffer, first + 1);
-      for (uint32_t y = first + 1; y < last + 1; ++y) {
-        planes.load((y + 1) % 3, hmap, *nin.buffer, y + 1);
-        const ao_row rows[3] = {planes.row((y - 1) % 3), planes.row(y % 3), planes.row((y + 1) % 3)};
-        span(pixel_at(target, 0, y), rows, w, e, k);
-      }
-    });
+  each_inner_row(w, h, 5, load_heights_normals{hmap, *nin.buffer},
+                 [&](uint32_t y, const plane_row rows[3]) { span(pixel_at(target, 0, y), rows, w, e, k); });
   const float open[4] = {1.0f, 1.0f, 1.0f, 1.0f};
   fill_ring(target, open);
 }
