@@ -7,6 +7,8 @@
 #include "nodes/generators/gradients.h"
 #include "nodes/generators/noise.h"
 #include "nodes/generators/patterns.h"
+#include "nodes/operators/distortion.h"
+#include "nodes/operators/transforms.h"
 
 // -- end of family headers --
 
@@ -58,8 +60,21 @@ const dispatch_entry dispatch_table[] = {
     // -- asset, mask, text and vector generators --
 
     // -- transforms --
+    {1017, render_Flip},
+    {1018, render_Translate},
+    {1019, render_Rotate},
+    {1020, render_Scale},
+    {1021, render_AffineTransform},
+    {1035, render_Reflect},
+    {1078, render_MatrixDistort},
 
     // -- distortion --
+    {1007, render_Whirl},
+    {1008, render_MapDistort},
+    {1024, render_Pixelize},
+    {1039, render_Distort},
+    {1042, render_ImageSample},
+    {1076, render_ShiftDistort},
 
     // -- blend --
 

@@ -3,9 +3,10 @@
 // source with y upward from the bottom row; integer positions are pixel centres, and integer y
 // lives in memory row h - 1 - y.
 //
-// A kernel is a type with a static `sample(src, x, y, fill, out)`. Callers pick the kernel once per
-// run with `with_sampling_kernel`, which instantiates their pixel loop for each kernel, so nothing in
-// the loop tests the sampling parameters.
+// A kernel is a type with a static `sample(src, x, y, fill)`. Callers pick the kernel once per run
+// with `with_kernel`, which instantiates their pixel loop for each kernel, so nothing in the loop
+// tests the sampling parameters; `resample` is that loop for operators that map every target pixel
+// to one source position.
 #pragma once
 #include <immintrin.h>
 
@@ -14,6 +15,7 @@
 
 #include "core/imgbuf.h"
 #include "core/renderctx.h"
+#include "core/row_bands.h"
 
 namespace quorin_engine {
 
@@ -23,6 +25,15 @@ namespace sampling {
 
 // How one axis treats an index outside 0..n-1.
 enum class border : uint8_t { fill, wrap, mirror, clamp };
+
+// floor(v), exactly, without a library call: values from 2^23 up, infinities and NaN are already
+// integral (or pass through); the sign of zero is kept.
+inline float floor_exact(float v) {
+  if (!(std::fabs(v) < 8388608.0f)) return v;
+  float t = static_cast<float>(static_cast<int32_t>(v));
+  if (t > v) t -= 1.0f;
+  return std::copysign(t, v);
+}
 
 // Float to index: the floored value truncated to 64 bits, then taken modulo 2^32. Values too large
 // for 64 bits and NaN give the integer indefinite value, whose low 32 bits are zero.
@@ -60,8 +71,8 @@ template <border BX, border BY>
 struct nearest {
   static constexpr bool is_bilinear = false;
   static inline __m128 sample(const imgbuf4f& src, float x, float y, __m128 fill) {
-    uint32_t c = index_of(std::floor(x + 0.5f));
-    uint32_t r = src.height - 1u - index_of(std::floor(y + 0.5f));
+    uint32_t c = index_of(floor_exact(x + 0.5f));
+    uint32_t r = src.height - 1u - index_of(floor_exact(y + 0.5f));
     return texel<BX, BY>(src, c, r, fill);
   }
   static inline void sample(const imgbuf4f& src, float x, float y, const float fill[4], float out[4]) {
@@ -75,7 +86,7 @@ template <border BX, border BY>
 struct bilinear {
   static constexpr bool is_bilinear = true;
   static inline __m128 sample(const imgbuf4f& src, float x, float y, __m128 fill) {
-    float x0 = std::floor(x), y0 = std::floor(y);
+    float x0 = floor_exact(x), y0 = floor_exact(y);
     float fx = x - x0, fy = y - y0;
     uint32_t c0 = index_of(x0), c1 = c0 + 1u;
     uint32_t r0 = src.height - 1u - index_of(y0), r1 = r0 - 1u;
@@ -108,8 +119,10 @@ struct params {
 
 // Reads `border-mode`, `mode-direction`, `interpolation` (default `default_interpolation`) and
 // `fill-color`, each limited as read: border and direction to 3, interpolation to 1, the fill's
-// alpha to 1.0, and a fill colour that cannot be fetched to white.
-params fetch_params(const shadetree_node_t& node, const renderctx& ctx, uint32_t default_interpolation);
+// alpha to 1.0, and a fill colour that cannot be fetched to white. The interpolation's stored value
+// is looked up under `interpolation_name`; its connection is always the input `interpolation`.
+params fetch_params(const shadetree_node_t& node, const renderctx& ctx, uint32_t default_interpolation,
+                    const char16_t* interpolation_name = u"interpolation");
 
 template <template <border, border> class K, border B, class F>
 inline void with_direction(uint32_t direction, F&& f) {
@@ -144,6 +157,31 @@ inline void with_kernel(const params& p, F&& f) {
 // The two fill kernels, for callers that always fill outside the image.
 using fill_nearest = nearest<border::fill, border::fill>;
 using fill_bilinear = bilinear<border::fill, border::fill>;
+
+// Writes every pixel of `dst` with `src` sampled where `map` sends it, through the kernel that `p`
+// selects. For each target row, `map.row(y, r)` (y upward, r the memory row) sets up the terms that
+// depend on the row alone and returns an object whose `at(c, x, sx, sy)` gives the source position
+// of column c (x is c as a float). Rows are independent and run in bands.
+template <class Map>
+void resample(const imgbuf4f& src, imgbuf4f& dst, const params& p, const Map& map) {
+  with_kernel(p, [&](auto kernel) {
+    using K = decltype(kernel);
+    const __m128 fill = _mm_loadu_ps(p.fill);
+    const uint32_t w = dst.width, h = dst.height;
+    for_row_bands(h, [&](uint32_t first, uint32_t last) {
+      for (uint32_t r = first; r < last; ++r) {
+        const auto row = map.row(h - 1u - r, r);
+        float* out = pixel_at(dst, 0, r);
+        float x = 0.0f;
+        for (uint32_t c = 0; c < w; ++c, x += 1.0f, out += 4) {
+          float sx, sy;
+          row.at(c, x, sx, sy);
+          _mm_store_ps(out, K::sample(src, sx, sy, fill));
+        }
+      }
+    });
+  });
+}
 
 }  // namespace sampling
 }  // namespace quorin_engine
