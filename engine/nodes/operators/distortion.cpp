@@ -48,6 +48,7 @@ constexpr uint8_t uv_channels[6][2] = {{0, 1}, {0, 2}, {1, 0}, {2, 0}, {1, 2}, {
 
 // Target (r, c) samples the source at (W u, (1 - v) H), u and v read from the UV image at (r, c).
 struct uv_map {
+  static constexpr bool cheap_positions = true;
   extent_t e;
   const imgbuf4f* uv;
   uint32_t cu, cv;
@@ -71,6 +72,7 @@ constexpr uint8_t angle_channels[6] = {1, 2, 0, 0, 2, 1};
 
 // Source = (c + scale dx W, y + scale dy H): map values move only right and up.
 struct displacement_map {
+  static constexpr bool cheap_positions = true;
   extent_t e;
   const imgbuf4f* map;
   float scale;
@@ -90,6 +92,7 @@ struct displacement_map {
 
 // Source = (W cos a + c, H sin a + y) with a = scale angle 2 pi: the radius is always the full size.
 struct polar_map {
+  static constexpr bool cheap_positions = false;
   extent_t e;
   const imgbuf4f* map;
   float scale;
@@ -118,6 +121,7 @@ enum warp : uint32_t {
 // ones nx, ny in 0..1. What depends on y alone is set up once per row.
 template <uint32_t T>
 struct warp_map {
+  static constexpr bool cheap_positions = false;
   extent_t e;
   struct row_t {
     const warp_map* m;

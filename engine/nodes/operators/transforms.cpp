@@ -53,6 +53,7 @@ void sampled_transform(shadetree_node_t& node, const renderctx& ctx, MakeMap mak
 
 // source = (x - cx, y - cy) . [[a, b], [c, d]] + (cx, cy): Rotate and MatrixDistort.
 struct centred_matrix_map {
+  static constexpr bool cheap_positions = true;
   centre_t o;
   float a, b, c, d;
   struct row_t {
@@ -71,6 +72,7 @@ struct centred_matrix_map {
 };
 
 struct scale_map {
+  static constexpr bool cheap_positions = true;
   centre_t o;
   float kx, ky;
   struct row_t {
@@ -85,6 +87,7 @@ struct scale_map {
 };
 
 struct affine_map {
+  static constexpr bool cheap_positions = true;
   centre_t o;
   float a, b, c, d, e, f;
   struct row_t {
@@ -104,6 +107,7 @@ struct affine_map {
 
 // Reflection across the line through (p, p) with direction (c, s), in plain coordinates.
 struct reflect_map {
+  static constexpr bool cheap_positions = true;
   float xx, xy, yy, kx, ky;  // 1 - 2ss, 2cs, 1 - 2cc, (sp - cp) 2s, (cp - sp) 2c
   struct row_t {
     const reflect_map* m;
