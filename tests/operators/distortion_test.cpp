@@ -11,10 +11,6 @@ using namespace optest;
 enum : uint32_t { Whirl = 1007, MapDistort = 1008, Pixelize = 1024, Distort = 1039, ImageSample = 1042,
                   ShiftDistort = 1076 };
 
-bool same_pixels(const imgbuf4f& a, const imgbuf4f& b) {
-  return std::memcmp(a.pixels, b.pixels, std::size_t(a.width) * a.height * 16) == 0;
-}
-
 TEST(Distortion, UnconnectedMainInputClearsTheTarget) {
   op_rig rig(6, 4);
   for (uint32_t type : {Whirl, MapDistort, Pixelize, Distort, ImageSample, ShiftDistort}) {

@@ -3,6 +3,8 @@
 #pragma once
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <vector>
 
 #include "operator_test_support.h"
 
@@ -35,6 +37,11 @@ inline void distinct_pixel(uint32_t x, uint32_t row, float* px) {
   px[1] = float(row) * 0.021f + 0.2f;
   px[2] = float((x * 7 + row * 3) % 11) * 0.09f;
   px[3] = 0.25f + float((x + row) % 4) * 0.25f;
+}
+
+inline bool same_pixels(const imgbuf4f& a, const imgbuf4f& b) {
+  return a.width == b.width && a.height == b.height &&
+         std::memcmp(a.pixels, b.pixels, std::size_t(a.width) * a.height * 16) == 0;
 }
 
 // A pool that grows hands the first new buffer out without marking it, so two sources made right

@@ -13,11 +13,6 @@ const px4 white = {1, 1, 1, 1}, black = {0, 0, 0, 1};
 enum : uint32_t { Flip = 1017, Translate = 1018, Rotate = 1019, Scale = 1020, Affine = 1021, Reflect = 1035,
                   Matrix = 1078 };
 
-bool same_pixels(const imgbuf4f& a, const imgbuf4f& b) {
-  return a.width == b.width && a.height == b.height &&
-         std::memcmp(a.pixels, b.pixels, std::size_t(a.width) * a.height * 16) == 0;
-}
-
 // Renders the operator over a source of distinct pixels; `source` gets that image too.
 struct transform_case {
   op_rig rig;

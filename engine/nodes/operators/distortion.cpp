@@ -43,8 +43,9 @@ struct two_inputs_t {
 
 // ---- ImageSample ---------------------------------------------------------------------------------
 
-// The channels that hold u and v, by `mapping`.
-constexpr uint8_t uv_channels[6][2] = {{0, 1}, {0, 2}, {1, 0}, {2, 0}, {1, 2}, {2, 1}};
+// The channels of a pair read from a second image, by `mapping` 0 to 5: u and v for ImageSample,
+// dx and dy for MapDistort. Both types list their mappings in this order.
+constexpr uint8_t channel_pairs[6][2] = {{0, 1}, {0, 2}, {1, 0}, {2, 0}, {1, 2}, {2, 1}};
 
 // Target (r, c) samples the source at (W u, (1 - v) H), u and v read from the UV image at (r, c).
 struct uv_map {
@@ -66,8 +67,7 @@ struct uv_map {
 
 // ---- MapDistort ----------------------------------------------------------------------------------
 
-// The channels of the displacement (dx, dy) for mappings 0 to 5, and of the angle for 6 to 11.
-constexpr uint8_t displacement_channels[6][2] = {{0, 1}, {0, 2}, {1, 0}, {2, 0}, {1, 2}, {2, 1}};
+// The channel of the angle for the polar mappings 6 to 11.
 constexpr uint8_t angle_channels[6] = {1, 2, 0, 0, 2, 1};
 
 // Source = (c + scale dx W, y + scale dy H): map values move only right and up.
@@ -248,7 +248,7 @@ void render_ImageSample(shadetree_node_t& node, const renderctx& ctx) {
   two_inputs_t in(ctx, source, uv);
   imgbuf4f& out = *ctx.target_buf;
   if (!uv) return imgbuf4f_copy_buffer_content_from(&out, in.a.buffer);
-  uv_map map{extent_t(out), in.b.buffer, uv_channels[mapping][0], uv_channels[mapping][1]};
+  uv_map map{extent_t(out), in.b.buffer, channel_pairs[mapping][0], channel_pairs[mapping][1]};
   sampling::resample(*in.a.buffer, out, p, map);
 }
 
@@ -262,7 +262,7 @@ void render_MapDistort(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& out = *ctx.target_buf;
   extent_t e(out);
   if (mapping < 6) {
-    const uint8_t* ch = displacement_channels[mapping];
+    const uint8_t* ch = channel_pairs[mapping];
     sampling::resample(*in.a.buffer, out, p, displacement_map{e, in.b.buffer, scale, ch[0], ch[1]});
   } else {
     sampling::resample(*in.a.buffer, out, p, polar_map{e, in.b.buffer, scale, angle_channels[mapping - 6]});

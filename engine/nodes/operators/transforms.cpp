@@ -206,8 +206,8 @@ void flip_rows(const imgbuf4f& in, imgbuf4f& out) {
 void render_Flip(shadetree_node_t& node, const renderctx& ctx) {
   shadetree_node_t* source = node.connected(u"RGB");
   if (!source) return clear_operator_target(ctx);
-  rendered_input_t in(ctx, source);
   uint32_t axis = limit_enum(fetch_enum(node, ctx, u"axis", 1), 3);
+  rendered_input_t in(ctx, source);
   imgbuf4f& out = *ctx.target_buf;
   switch (axis) {
     case 0: imgbuf4f_copy_buffer_content_from(&out, &in.image()); break;
@@ -251,7 +251,6 @@ void translate_rows(const imgbuf4f& in, imgbuf4f& out, uint32_t dx, uint32_t dy,
 void render_Translate(shadetree_node_t& node, const renderctx& ctx) {
   shadetree_node_t* source = node.connected(u"RGB");
   if (!source) return clear_operator_target(ctx);
-  rendered_input_t in(ctx, source);
   float offset_x = clamp_float(fetch_float(node, ctx, u"offset-x", 0.0f), 0.0f, 1.0f);
   float offset_y = clamp_float(fetch_float(node, ctx, u"offset-y", 0.0f), 0.0f, 1.0f);
   uint32_t direction = limit_enum(fetch_enum(node, ctx, u"mode-direction", 0), 3);
@@ -260,6 +259,7 @@ void render_Translate(shadetree_node_t& node, const renderctx& ctx) {
   fill[3] = 1.0f;
   imgbuf4f& out = *ctx.target_buf;
   uint32_t dx = whole_pixels(offset_x, out.width), dy = whole_pixels(offset_y, out.height);
+  rendered_input_t in(ctx, source);
   using body_fn = void (*)(const imgbuf4f&, imgbuf4f&, uint32_t, uint32_t, __m128);
   static constexpr body_fn bodies[4] = {translate_rows<false, false>, translate_rows<true, false>,
                                         translate_rows<false, true>, translate_rows<true, true>};
