@@ -7,7 +7,7 @@
 
 #include "eval/driver.h"
 #include "nodes/generators/generator_common.h"
-#include "nodes/operators/operator_input.h"
+#include "nodes/operators/pixel_loops.h"
 #include "nodes/operators/sampling.h"
 #include "quorin/node.h"
 
@@ -30,15 +30,6 @@ inline int64_t truncate_i64(float v) { return _mm_cvttss_si64(_mm_set_ss(v)); }
 struct extent_t {
   float W, H;
   explicit extent_t(const imgbuf4f& t) : W(static_cast<float>(t.width - 1u)), H(static_cast<float>(t.height - 1u)) {}
-};
-
-// Two stream inputs rendered together into pool buffers; an unconnected one is all zero.
-struct two_inputs_t {
-  input_render_buffer_t a, b;
-  two_inputs_t(const renderctx& ctx, shadetree_node_t* na, shadetree_node_t* nb)
-      : a(ctx.pool, na, ctx.for_thumbnail), b(ctx.pool, nb, ctx.for_thumbnail) {
-    render_two_inputs(ctx, na, a.buffer, a.from_cache, nb, b.buffer, b.from_cache);
-  }
 };
 
 // ---- ImageSample ---------------------------------------------------------------------------------
@@ -237,60 +228,14 @@ void average_block(imgbuf4f& img, uint32_t row0, uint32_t col0, uint32_t bw, uin
   }
 }
 
-}  // namespace
-
-void render_ImageSample(shadetree_node_t& node, const renderctx& ctx) {
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  uint32_t mapping = limit_enum(fetch_enum(node, ctx, u"mapping", 0), 5);
-  sampling::params p = sampling::fetch_params(node, ctx, 1);
-  shadetree_node_t* uv = node.connected(u"UV");
-  two_inputs_t in(ctx, source, uv);
-  imgbuf4f& out = *ctx.target_buf;
-  if (!uv) return imgbuf4f_copy_buffer_content_from(&out, in.a.buffer);
-  uv_map map{extent_t(out), in.b.buffer, channel_pairs[mapping][0], channel_pairs[mapping][1]};
-  sampling::resample(*in.a.buffer, out, p, map);
-}
-
-void render_MapDistort(shadetree_node_t& node, const renderctx& ctx) {
-  shadetree_node_t* source = node.connected(u"RGB-Source");
-  if (!source) return clear_operator_target(ctx);
-  float scale = clamp_float(fetch_float(node, ctx, u"scale", 1.0f), 0.0f, 1.0f);
-  uint32_t mapping = limit_enum(fetch_enum(node, ctx, u"mapping", 0), 11);
-  sampling::params p = sampling::fetch_params(node, ctx, 0);
-  two_inputs_t in(ctx, source, node.connected(u"RGB-Map"));
-  imgbuf4f& out = *ctx.target_buf;
-  extent_t e(out);
-  if (mapping < 6) {
-    const uint8_t* ch = channel_pairs[mapping];
-    sampling::resample(*in.a.buffer, out, p, displacement_map{e, in.b.buffer, scale, ch[0], ch[1]});
-  } else {
-    sampling::resample(*in.a.buffer, out, p, polar_map{e, in.b.buffer, scale, angle_channels[mapping - 6]});
-  }
-}
-
-void render_Distort(shadetree_node_t& node, const renderctx& ctx) {
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  uint32_t type = limit_enum(fetch_enum(node, ctx, u"type", 0), 15);
-  // The interpolation's stored value is read under the name "interp-method", which the type does
-  // not store: only a connected `interpolation` input changes it.
-  sampling::params p = sampling::fetch_params(node, ctx, 0, u"interp-method");
-  rendered_input_t in(ctx, source);
-  warp_bodies[type](in.image(), *ctx.target_buf, p);
-}
-
-void render_Whirl(shadetree_node_t& node, const renderctx& ctx) {
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  rendered_input_t in(ctx, source);
-  const imgbuf4f& src = in.image();
-  imgbuf4f& out = *ctx.target_buf;
+// Whirl works in memory rows and columns, not the upward system: the disc's inside comes out upside
+// down. Outside the disc the pixel stays; inside, the angle grows with the distance from the centre.
+void whirl(const imgbuf4f& src, imgbuf4f& out) {
+  if (!pixops::same_size(out, src)) return pixops::clear(out);
   const uint32_t w = out.width, h = out.height;
   const float cx = static_cast<float>(w - 1u) * 0.5f, cy = static_cast<float>(h - 1u) * 0.5f;
   const __m128 opaque = _mm_set_ps(1.0f, 0.0f, 0.0f, 0.0f);
   const __m128 rgb_mask = _mm_castsi128_ps(_mm_set_epi32(0, -1, -1, -1));
-  // Memory rows and columns, not the upward system: the disc's inside comes out upside down.
   for_row_bands(h, [&](uint32_t first, uint32_t last) {
     for (uint32_t r = first; r < last; ++r) {
       const float fr = static_cast<float>(r);
@@ -319,21 +264,67 @@ void render_Whirl(shadetree_node_t& node, const renderctx& ctx) {
   });
 }
 
-void render_ShiftDistort(shadetree_node_t& node, const renderctx& ctx) {
+}  // namespace
+
+void render_ImageSample(shadetree_node_t& node, const renderctx& ctx) {
   shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  uint32_t direction = fetch_enum(node, ctx, u"direction", 0);
-  float amount = clamp_float(fetch_float(node, ctx, u"amount", 0.05f), 0.0f, 1.0f);
-  rendered_input_t in(ctx, source);
+  if (!source) return pixops::clear(*ctx.target_buf);
+  const uint32_t mapping = limit_enum(fetch_enum(node, ctx, u"mapping", 0), 5);
+  const sampling::params p = sampling::fetch_params(node, ctx, 1);
+  shadetree_node_t* uv = node.connected(u"UV");
+  pixops::held_input rgb(ctx, source), coords(ctx, uv);
+  pixops::render_pair(ctx, rgb, coords);
   imgbuf4f& out = *ctx.target_buf;
-  float extent = static_cast<float>(direction ? out.height : out.width);
-  // Rows or columns are never shifted: a non-zero shift leaves the target as it was.
-  if (truncate_i64(amount * extent) == 0) imgbuf4f_copy_buffer_content_from(&out, &in.image());
+  if (!uv) return imgbuf4f_copy_buffer_content_from(&out, &rgb.image());
+  const uv_map map{extent_t(out), &coords.image(), channel_pairs[mapping][0], channel_pairs[mapping][1]};
+  sampling::resample(rgb.image(), out, p, map);
+}
+
+void render_MapDistort(shadetree_node_t& node, const renderctx& ctx) {
+  shadetree_node_t* source = node.connected(u"RGB-Source");
+  if (!source) return pixops::clear(*ctx.target_buf);
+  const float scale = clamp_float(fetch_float(node, ctx, u"scale", 1.0f), 0.0f, 1.0f);
+  const uint32_t mapping = limit_enum(fetch_enum(node, ctx, u"mapping", 0), 11);
+  const sampling::params p = sampling::fetch_params(node, ctx, 0);
+  // An unconnected map renders as zeros: no displacement, or a shift by W for the polar mappings.
+  pixops::held_input rgb(ctx, source), map(ctx, node.connected(u"RGB-Map"));
+  pixops::render_pair(ctx, rgb, map);
+  imgbuf4f& out = *ctx.target_buf;
+  const extent_t e(out);
+  if (mapping < 6) {
+    const uint8_t* ch = channel_pairs[mapping];
+    sampling::resample(rgb.image(), out, p, displacement_map{e, &map.image(), scale, ch[0], ch[1]});
+  } else {
+    sampling::resample(rgb.image(), out, p, polar_map{e, &map.image(), scale, angle_channels[mapping - 6]});
+  }
+}
+
+void render_Distort(shadetree_node_t& node, const renderctx& ctx) {
+  const uint32_t type = limit_enum(fetch_enum(node, ctx, u"type", 0), 15);
+  // The interpolation's stored value is read under the name "interp-method", which the type does
+  // not store: only a connected `interpolation` input changes it.
+  const sampling::params p = sampling::fetch_params(node, ctx, 0, u"interp-method");
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& in) { warp_bodies[type](in, *ctx.target_buf, p); });
+}
+
+void render_Whirl(shadetree_node_t& node, const renderctx& ctx) {
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& src) { whirl(src, *ctx.target_buf); });
+}
+
+void render_ShiftDistort(shadetree_node_t& node, const renderctx& ctx) {
+  const uint32_t direction = fetch_enum(node, ctx, u"direction", 0);
+  const float amount = clamp_float(fetch_float(node, ctx, u"amount", 0.05f), 0.0f, 1.0f);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& in) {
+    imgbuf4f& out = *ctx.target_buf;
+    const float extent = static_cast<float>(direction ? out.height : out.width);
+    // Rows or columns are never shifted: a non-zero shift leaves the target as it was.
+    if (truncate_i64(amount * extent) == 0) imgbuf4f_copy_buffer_content_from(&out, &in);
+  });
 }
 
 void render_Pixelize(shadetree_node_t& node, const renderctx& ctx) {
   shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
+  if (!source) return pixops::clear(*ctx.target_buf);
   const uint32_t bw = std::min(fetch_uint(node, ctx, u"block-w", 8), 128u);
   const uint32_t bh = std::min(fetch_uint(node, ctx, u"block-h", 8), 128u);
   (void)fetch_enum(node, ctx, u"interp", 0);  // stored by the type, without effect

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "nodes/generators/generator_common.h"
-#include "nodes/operators/operator_input.h"
+#include "nodes/operators/pixel_loops.h"
 #include "nodes/operators/sampling.h"
 
 namespace quorin_engine {
@@ -41,12 +41,10 @@ struct centre_t {
 // every target pixel written from the source position that `make_map` builds from the target.
 template <class MakeMap>
 void sampled_transform(shadetree_node_t& node, const renderctx& ctx, MakeMap make_map) {
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  sampling::params p = sampling::fetch_params(node, ctx, 1);
-  auto map = make_map(*ctx.target_buf);
-  rendered_input_t in(ctx, source);
-  sampling::resample(in.image(), *ctx.target_buf, p, map);
+  const sampling::params p = sampling::fetch_params(node, ctx, 1);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& in) {
+    sampling::resample(in, *ctx.target_buf, p, make_map(*ctx.target_buf));
+  });
 }
 
 // ---- the inverse mappings ----------------------------------------------------------------------
@@ -204,17 +202,16 @@ void flip_rows(const imgbuf4f& in, imgbuf4f& out) {
 }  // namespace
 
 void render_Flip(shadetree_node_t& node, const renderctx& ctx) {
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  uint32_t axis = limit_enum(fetch_enum(node, ctx, u"axis", 1), 3);
-  rendered_input_t in(ctx, source);
-  imgbuf4f& out = *ctx.target_buf;
-  switch (axis) {
-    case 0: imgbuf4f_copy_buffer_content_from(&out, &in.image()); break;
-    case 1: flip_rows<true, false>(in.image(), out); break;
-    case 2: flip_rows<false, true>(in.image(), out); break;
-    default: flip_rows<true, true>(in.image(), out); break;
-  }
+  const uint32_t axis = limit_enum(fetch_enum(node, ctx, u"axis", 1), 3);
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& in) {
+    imgbuf4f& out = *ctx.target_buf;
+    // None copies only an input of the target's size and otherwise writes nothing.
+    if (axis == 0) return imgbuf4f_copy_buffer_content_from(&out, &in);
+    if (!pixops::same_size(out, in)) return pixops::clear(out);
+    if (axis == 1) return flip_rows<true, false>(in, out);
+    if (axis == 2) return flip_rows<false, true>(in, out);
+    flip_rows<true, true>(in, out);
+  });
 }
 
 namespace {
@@ -249,21 +246,21 @@ void translate_rows(const imgbuf4f& in, imgbuf4f& out, uint32_t dx, uint32_t dy,
 }  // namespace
 
 void render_Translate(shadetree_node_t& node, const renderctx& ctx) {
-  shadetree_node_t* source = node.connected(u"RGB");
-  if (!source) return clear_operator_target(ctx);
-  float offset_x = clamp_float(fetch_float(node, ctx, u"offset-x", 0.0f), 0.0f, 1.0f);
-  float offset_y = clamp_float(fetch_float(node, ctx, u"offset-y", 0.0f), 0.0f, 1.0f);
-  uint32_t direction = limit_enum(fetch_enum(node, ctx, u"mode-direction", 0), 3);
+  const float offset_x = clamp_float(fetch_float(node, ctx, u"offset-x", 0.0f), 0.0f, 1.0f);
+  const float offset_y = clamp_float(fetch_float(node, ctx, u"offset-y", 0.0f), 0.0f, 1.0f);
+  const uint32_t direction = limit_enum(fetch_enum(node, ctx, u"mode-direction", 0), 3);
   float fill[4] = {1.0f, 1.0f, 1.0f, 1.0f};
   fetch_color_or(node, ctx, u"fill-color", fill);
   fill[3] = 1.0f;
-  imgbuf4f& out = *ctx.target_buf;
-  uint32_t dx = whole_pixels(offset_x, out.width), dy = whole_pixels(offset_y, out.height);
-  rendered_input_t in(ctx, source);
   using body_fn = void (*)(const imgbuf4f&, imgbuf4f&, uint32_t, uint32_t, __m128);
   static constexpr body_fn bodies[4] = {translate_rows<false, false>, translate_rows<true, false>,
                                         translate_rows<false, true>, translate_rows<true, true>};
-  bodies[direction](in.image(), out, dx, dy, _mm_loadu_ps(fill));
+  pixops::with_input(node, ctx, u"RGB", [&](const imgbuf4f& in) {
+    imgbuf4f& out = *ctx.target_buf;
+    if (!pixops::same_size(out, in)) return pixops::clear(out);
+    const uint32_t dx = whole_pixels(offset_x, out.width), dy = whole_pixels(offset_y, out.height);
+    bodies[direction](in, out, dx, dy, _mm_loadu_ps(fill));
+  });
 }
 
 }  // namespace quorin_engine
