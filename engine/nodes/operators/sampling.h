@@ -232,12 +232,7 @@ inline void with_kernel(const params& p, F&& f) {
 using fill_nearest = nearest<border::fill, border::fill>;
 using fill_bilinear = bilinear<border::fill, border::fill>;
 
-// Writes every pixel of `dst` with `src` sampled where `map` sends it, through the kernel that `p`
-// selects. For each target row, `map.row(y, r)` (y upward, r the memory row) sets up the terms that
-// depend on the row alone and returns an object whose `at(c, x, sx, sy)` gives the source position
-// of column c (x is c as a float). A map whose positions are cheap (`cheap_positions`) has them
-// computed a second time a few rows ahead, to prefetch the source. Rows are independent and run in
-// bands.
+// Columns per strip of a resampled band, and how many rows ahead the source is prefetched.
 constexpr uint32_t resample_strip = 64;
 constexpr uint32_t prefetch_rows = 4;
 
@@ -252,6 +247,12 @@ QUORIN_KERNEL_INLINE void prefetch_source(const imgbuf4f& src, float x, float y)
   _mm_prefetch(p - std::size_t(src.width) * 16u, _MM_HINT_T0);
 }
 
+// Writes every pixel of `dst` with `src` sampled where `map` sends it, through the kernel that `p`
+// selects. For each target row, `map.row(y, r)` (y upward, r the memory row) sets up the terms that
+// depend on the row alone and returns an object whose `at(c, x, sx, sy)` gives the source position
+// of column c (x is c as a float). A map whose positions are cheap (`cheap_positions`) has them
+// computed a second time a few rows ahead, to prefetch the source. Rows are independent and run in
+// bands.
 template <class Map>
 void resample(const imgbuf4f& src, imgbuf4f& dst, const params& p, const Map& map) {
   with_kernel(p, [&](auto kernel) {
