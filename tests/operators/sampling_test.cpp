@@ -1,6 +1,8 @@
 // The twenty sampling kernels: index treatment on each axis, rounding, bilinear weights, and the
 // choice of kernel from the operator's parameters.
 #include <cmath>
+#include <cstring>
+#include <iterator>
 #include <limits>
 
 #include "nodes/operators/sampling.h"
@@ -121,6 +123,37 @@ TEST(Sampling, KernelSelectionByBorderModeAndDirection) {
         const uint32_t cols[4] = {0, 2, 9, 11}, rows[4] = {0, 1, 7, 8};
         EXPECT_EQ(out_x, on_x ? t.at(cols[mode], 3) : fill_c) << mode << dir << interp;
         EXPECT_EQ(out_y, on_y ? pixel(*t.img, 3, rows[mode]) : fill_c) << mode << dir << interp;
+      }
+}
+
+// Four positions at once give what each gives alone, for every kernel, across borders, far outside,
+// and where the floor leaves 32 bits or is not a number.
+TEST(Sampling, FourAtOnceMatchesOneAtATime) {
+  test_image t(9, 7);
+  const float nan = std::numeric_limits<float>::quiet_NaN();
+  const float xs[] = {-0.5f, 0.25f, 3.75f, 7.5f, 8.0f, 8.6f, -13.3f, 40.2f, 3e9f, -1e20f, nan, -0.0f};
+  const float ys[] = {-0.75f, 0.0f, 2.5f, 5.9f, 6.0f, 6.5f, -9.1f, 30.4f, -3e9f, 1e30f, nan, 0.5f};
+  for (uint32_t interp : {0u, 1u})
+    for (uint32_t mode = 0; mode < 4; ++mode)
+      for (uint32_t dir = 0; dir < 4; ++dir) {
+        params p;
+        p.border_mode = mode;
+        p.mode_direction = dir;
+        p.interpolation = interp;
+        with_kernel(p, [&](auto k) {
+          using K = decltype(k);
+          const __m128 fill = _mm_loadu_ps(fill_c.data());
+          for (std::size_t i = 0; i + 4 <= std::size(xs); ++i) {
+            alignas(16) float x[4], y[4], four[16];
+            for (int l = 0; l < 4; ++l) x[l] = xs[i + l], y[l] = ys[(i + 3 * l) % std::size(ys)];
+            K::sample4(*t.img, x, y, fill, four);
+            for (int l = 0; l < 4; ++l) {
+              alignas(16) float one[4];
+              _mm_store_ps(one, K::sample(*t.img, x[l], y[l], fill));
+              ASSERT_EQ(0, std::memcmp(one, four + 4 * l, 16)) << interp << mode << dir << " at " << x[l] << "," << y[l];
+            }
+          }
+        });
       }
 }
 
