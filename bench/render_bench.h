@@ -9,6 +9,7 @@
 
 namespace quorin_engine {
 struct shadetree_node_t;
+struct project;
 }
 
 namespace quorin_bench {
@@ -19,9 +20,10 @@ quorin_engine::shadetree_node_t* make_node(
     uint32_t type_id, std::initializer_list<std::pair<const char16_t*, const char16_t*>> params = {});
 
 // Renders `node` (and whatever is connected upstream) for every iteration of `state`. Each
-// iteration is a full render: the target is never taken as cached.
+// iteration is a full render: the target is never taken as cached. `project` is the render
+// context's project (for nodes that read its assets or time).
 void render_node(benchmark::State& state, quorin_engine::shadetree_node_t* node, uint32_t width,
-                 uint32_t height, uint32_t pool_buffers = 8);
+                 uint32_t height, uint32_t pool_buffers = 8, quorin_engine::project* project = nullptr);
 
 // Times `op` alone: the pool keeps its inputs' images in its cache after a first render, so every
 // timed iteration renders the operator over inputs that are already there.

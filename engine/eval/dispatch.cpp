@@ -4,13 +4,20 @@
 
 // -- family headers --
 #include "eval/driver.h"
+#include "nodes/generators/assets.h"
+#include "nodes/generators/cellular.h"
+#include "nodes/generators/fractals.h"
 #include "nodes/generators/gradients.h"
-#include "nodes/operators/blend.h"
-#include "nodes/operators/channel.h"
-#include "nodes/operators/dynamic_range.h"
 #include "nodes/generators/noise.h"
 #include "nodes/generators/patterns.h"
+#include "nodes/operators/blend.h"
+#include "nodes/operators/blur.h"
+#include "nodes/operators/channel.h"
+#include "nodes/operators/convolution.h"
 #include "nodes/operators/distortion.h"
+#include "nodes/operators/dynamic_range.h"
+#include "nodes/operators/heightmap.h"
+#include "nodes/operators/selective_blur.h"
 #include "nodes/operators/transforms.h"
 
 // -- end of family headers --
@@ -57,10 +64,19 @@ const dispatch_entry dispatch_table[] = {
     {20, render_Squares},  // Dots draws the same squares
 
     // -- fractal generators --
+    {11, render_FractalMandelbrot},
+    {12, render_FractalJulia},
+    {25, render_FractalLyapunov},
 
     // -- cellular generators --
+    {18, render_Voronoi},
+    {19, render_Worley},
 
     // -- asset, mask, text and vector generators --
+    {24, render_Mask},
+    {29, render_LoadAsset},
+    {32, render_Text},
+    {35, render_VectorGraphics},
 
     // -- transforms --
     {1017, render_Flip},
@@ -126,12 +142,29 @@ const dispatch_entry dispatch_table[] = {
     {1085, render_HSVMux},
 
     // -- blur --
+    {1005, render_Blur},
+    {1006, render_MotionBlur},
+    {1070, render_VarBlur},
+    {1091, render_IrregularBlur},
 
     // -- selective blur --
+    {1073, render_SelectiveBlur},
+    {1074, render_SelectiveVarBlur},
 
     // -- convolution and morphology --
+    {1010, render_EdgeDetect},
+    {1011, render_Emboss},
+    {1012, render_Dilation},
+    {1013, render_Erosion},
+    {1043, render_Sharpen},
+    {1075, render_Highpass},
+    {1090, render_RegionGrowGrey},
 
     // -- height maps --
+    {1060, render_Lighting},
+    {1086, render_NormalMap},
+    {1088, render_NormalMapCopper},
+    {1089, render_AOMapCopper},
 
     {0xffffffffu, nullptr},
 };
