@@ -1,11 +1,12 @@
 // The twenty sampling kernels: index treatment on each axis, rounding, bilinear weights, and the
 // choice of kernel from the operator's parameters.
+#include "nodes/operators/sampling.h"
+
 #include <cmath>
 #include <cstring>
 #include <iterator>
 #include <limits>
 
-#include "nodes/operators/sampling.h"
 #include "sampling_reference.h"
 
 namespace {
@@ -30,6 +31,21 @@ struct test_image {
   // Pixel at column c of the row that holds integer y.
   px4 at(uint32_t c, uint32_t y) const { return pixel(*img, c, img->height - 1 - y); }
 };
+
+// Calls f(params, interpolation, border mode, direction) for all 32 combinations, fill colour fill_c.
+template <class F>
+void for_all_params(F f) {
+  for (uint32_t interp : {0u, 1u})
+    for (uint32_t mode = 0; mode < 4; ++mode)
+      for (uint32_t dir = 0; dir < 4; ++dir) {
+        params p;
+        p.border_mode = mode;
+        p.mode_direction = dir;
+        p.interpolation = interp;
+        std::copy(fill_c.begin(), fill_c.end(), p.fill);
+        f(p, interp, mode, dir);
+      }
+}
 
 template <class K>
 px4 sample(const test_image& t, float x, float y) {
@@ -100,30 +116,23 @@ TEST(Sampling, BilinearWeightsAndBorders) {
 // The kernel chosen by border mode and direction, seen from what it does outside each axis.
 TEST(Sampling, KernelSelectionByBorderModeAndDirection) {
   test_image t(12, 9);
-  for (uint32_t interp : {0u, 1u})
-    for (uint32_t mode = 0; mode < 4; ++mode)
-      for (uint32_t dir = 0; dir < 4; ++dir) {
-        params p;
-        p.border_mode = mode;
-        p.mode_direction = dir;
-        p.interpolation = interp;
-        std::copy(fill_c.begin(), fill_c.end(), p.fill);
-        px4 out_x, out_y;
-        bool bil = false;
-        with_kernel(p, [&](auto k) {
-          using K = decltype(k);
-          bil = K::is_bilinear;
-          out_x = sample<K>(t, 14.0f, 3.0f);  // beyond the right edge
-          out_y = sample<K>(t, 3.0f, -2.0f);  // below the bottom row
-        });
-        EXPECT_EQ(bil, interp == 1);
-        bool on_x = mode != 0 && (dir & 1), on_y = mode != 0 && (dir & 2);
-        // 14 on width 12: wrap 2, mirror 11 - 2 = 9, clamp 11. y = -2 is memory row 10 on height 9:
-        // wrap row 1, mirror row 8 - 1 = 7, clamp row 8.
-        const uint32_t cols[4] = {0, 2, 9, 11}, rows[4] = {0, 1, 7, 8};
-        EXPECT_EQ(out_x, on_x ? t.at(cols[mode], 3) : fill_c) << mode << dir << interp;
-        EXPECT_EQ(out_y, on_y ? pixel(*t.img, 3, rows[mode]) : fill_c) << mode << dir << interp;
-      }
+  for_all_params([&](const params& p, uint32_t interp, uint32_t mode, uint32_t dir) {
+    px4 out_x, out_y;
+    bool bil = false;
+    with_kernel(p, [&](auto k) {
+      using K = decltype(k);
+      bil = K::is_bilinear;
+      out_x = sample<K>(t, 14.0f, 3.0f);  // beyond the right edge
+      out_y = sample<K>(t, 3.0f, -2.0f);  // below the bottom row
+    });
+    EXPECT_EQ(bil, interp == 1);
+    bool on_x = mode != 0 && (dir & 1), on_y = mode != 0 && (dir & 2);
+    // 14 on width 12: wrap 2, mirror 11 - 2 = 9, clamp 11. y = -2 is memory row 10 on height 9:
+    // wrap row 1, mirror row 8 - 1 = 7, clamp row 8.
+    const uint32_t cols[4] = {0, 2, 9, 11}, rows[4] = {0, 1, 7, 8};
+    EXPECT_EQ(out_x, on_x ? t.at(cols[mode], 3) : fill_c) << mode << dir << interp;
+    EXPECT_EQ(out_y, on_y ? pixel(*t.img, 3, rows[mode]) : fill_c) << mode << dir << interp;
+  });
 }
 
 // Four positions at once give what each gives alone, for every kernel, across borders, far outside,
@@ -133,28 +142,22 @@ TEST(Sampling, FourAtOnceMatchesOneAtATime) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   const float xs[] = {-0.5f, 0.25f, 3.75f, 7.5f, 8.0f, 8.6f, -13.3f, 40.2f, 3e9f, -1e20f, nan, -0.0f};
   const float ys[] = {-0.75f, 0.0f, 2.5f, 5.9f, 6.0f, 6.5f, -9.1f, 30.4f, -3e9f, 1e30f, nan, 0.5f};
-  for (uint32_t interp : {0u, 1u})
-    for (uint32_t mode = 0; mode < 4; ++mode)
-      for (uint32_t dir = 0; dir < 4; ++dir) {
-        params p;
-        p.border_mode = mode;
-        p.mode_direction = dir;
-        p.interpolation = interp;
-        with_kernel(p, [&](auto k) {
-          using K = decltype(k);
-          const __m128 fill = _mm_loadu_ps(fill_c.data());
-          for (std::size_t i = 0; i + 4 <= std::size(xs); ++i) {
-            alignas(16) float x[4], y[4], four[16];
-            for (int l = 0; l < 4; ++l) x[l] = xs[i + l], y[l] = ys[(i + 3 * l) % std::size(ys)];
-            K::sample4(*t.img, x, y, fill, four);
-            for (int l = 0; l < 4; ++l) {
-              alignas(16) float one[4];
-              _mm_store_ps(one, K::sample(*t.img, x[l], y[l], fill));
-              ASSERT_EQ(0, std::memcmp(one, four + 4 * l, 16)) << interp << mode << dir << " at " << x[l] << "," << y[l];
-            }
-          }
-        });
+  for_all_params([&](const params& p, uint32_t interp, uint32_t mode, uint32_t dir) {
+    with_kernel(p, [&](auto k) {
+      using K = decltype(k);
+      const __m128 fill = _mm_loadu_ps(fill_c.data());
+      for (std::size_t i = 0; i + 4 <= std::size(xs); ++i) {
+        alignas(16) float x[4], y[4], four[16];
+        for (int l = 0; l < 4; ++l) x[l] = xs[i + l], y[l] = ys[(i + 3 * l) % std::size(ys)];
+        K::sample4(*t.img, x, y, fill, four);
+        for (int l = 0; l < 4; ++l) {
+          alignas(16) float one[4];
+          _mm_store_ps(one, K::sample(*t.img, x[l], y[l], fill));
+          ASSERT_EQ(0, std::memcmp(one, four + 4 * l, 16)) << interp << mode << dir << " at " << x[l] << "," << y[l];
+        }
       }
+    });
+  });
 }
 
 TEST(Sampling, ParametersLimitedAsRead) {
@@ -166,8 +169,10 @@ TEST(Sampling, ParametersLimitedAsRead) {
   EXPECT_EQ(p.mode_direction, 0u);
   EXPECT_EQ(p.interpolation, 1u);
   EXPECT_EQ(rgba(p.fill), (px4{1, 1, 1, 1}));  // no colour to read: white
-  auto* set = rig.node(1019, {{u"border-mode", u"clamp"}, {u"mode-direction", u"Y"},
-                              {u"interpolation", u"None"}, {u"fill-color", u"(0.2,0.3,0.4)"}});
+  auto* set = rig.node(1019, {{u"border-mode", u"clamp"},
+                              {u"mode-direction", u"Y"},
+                              {u"interpolation", u"None"},
+                              {u"fill-color", u"(0.2,0.3,0.4)"}});
   p = fetch_params(*set, ctx, 1);
   EXPECT_EQ(p.border_mode, 3u);
   EXPECT_EQ(p.mode_direction, 2u);
