@@ -8,7 +8,7 @@ target_compile_definitions(quorin PRIVATE QUORIN_EDITOR_DIR="${QUORIN_EDITOR_OUT
 find_program(NPM_EXECUTABLE npm)
 find_program(NODE_EXECUTABLE node)
 set(EDITOR_SRC ${CMAKE_SOURCE_DIR}/editor)
-if(NPM_EXECUTABLE AND NODE_EXECUTABLE)
+if(QUORIN_EDITOR AND NPM_EXECUTABLE AND NODE_EXECUTABLE)
   file(GLOB EDITOR_SOURCES CONFIGURE_DEPENDS ${EDITOR_SRC}/src/*)
   # npm ci installs exactly what package-lock.json names, into editor/node_modules.
   add_custom_command(

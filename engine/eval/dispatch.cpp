@@ -8,15 +8,17 @@
 #include "nodes/generators/cellular.h"
 #include "nodes/generators/fractals.h"
 #include "nodes/generators/gradients.h"
-#include "nodes/operators/blend.h"
-#include "nodes/operators/channel.h"
-#include "nodes/operators/dynamic_range.h"
 #include "nodes/generators/noise.h"
 #include "nodes/generators/patterns.h"
+#include "nodes/operators/blend.h"
 #include "nodes/operators/blur.h"
+#include "nodes/operators/channel.h"
 #include "nodes/operators/convolution.h"
+#include "nodes/operators/distortion.h"
+#include "nodes/operators/dynamic_range.h"
 #include "nodes/operators/heightmap.h"
 #include "nodes/operators/selective_blur.h"
+#include "nodes/operators/transforms.h"
 
 // -- end of family headers --
 
@@ -77,8 +79,21 @@ const dispatch_entry dispatch_table[] = {
     {35, render_VectorGraphics},
 
     // -- transforms --
+    {1017, render_Flip},
+    {1018, render_Translate},
+    {1019, render_Rotate},
+    {1020, render_Scale},
+    {1021, render_AffineTransform},
+    {1035, render_Reflect},
+    {1078, render_MatrixDistort},
 
     // -- distortion --
+    {1007, render_Whirl},
+    {1008, render_MapDistort},
+    {1024, render_Pixelize},
+    {1039, render_Distort},
+    {1042, render_ImageSample},
+    {1076, render_ShiftDistort},
 
     // -- blend --
     {1001, render_AlphaBlend},

@@ -5,13 +5,14 @@
 
 namespace quorin_engine::sampling {
 
-params fetch_params(const shadetree_node_t& node, const renderctx& ctx, uint32_t default_interpolation) {
+params fetch_params(const shadetree_node_t& node, const renderctx& ctx, uint32_t default_interpolation,
+                    const char16_t* interpolation_name) {
   params p;
   p.border_mode = fetch_enum_input(node, ctx, u"border-mode", node.connected(u"border-mode"), 0);
   if (p.border_mode > 3) p.border_mode = 3;
   p.mode_direction = fetch_enum_input(node, ctx, u"mode-direction", node.connected(u"mode-direction"), 0);
   if (p.mode_direction > 3) p.mode_direction = 3;
-  p.interpolation = fetch_enum_input(node, ctx, u"interpolation", node.connected(u"interpolation"),
+  p.interpolation = fetch_enum_input(node, ctx, interpolation_name, node.connected(u"interpolation"),
                                      default_interpolation);
   if (p.interpolation > 1) p.interpolation = 1;
   float c[4];
