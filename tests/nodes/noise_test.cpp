@@ -174,8 +174,9 @@ TEST(NoiseGenerators, CubicRowsOnBothVectorWidths) {
     };
     const image_ptr base = render(false), wide = render(true);
     EXPECT_TRUE(same_image(*base, *wide)) << "case " << i;
-    if (i < 2)  // the last case leaves the integer range, where the reference has no defined value
+    if (i < 2) {  // the last case leaves the integer range, where the reference has no defined value
       EXPECT_TRUE(same_image(*wide, [&](uint32_t c, uint32_t r) { return grey(ref_pixel(1, cases[i], c, r)); })) << "case " << i;
+    }
   }
 }
 
