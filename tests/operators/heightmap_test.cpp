@@ -229,12 +229,18 @@ TEST(AOMapCopper, OcclusionAndOwnBuffers) {
 namespace {
 
 // Both vector widths, on rows whose inner pixels are not a whole number of vectors, with heights
-// and normals far from the usual range and three rows only.
+// and normals far from the usual range (infinities and NaNs too) and three rows only.
 TEST(AOMapCopper, VectorWidthsAndRowEnds) {
   for (const auto& [w, h] : {std::pair<uint32_t, uint32_t>{21, 7}, {3, 3}, {12, 3}}) {
     image hm = filtref::noise_image(w, h, 63), nm = filtref::noise_image(w, h, 67);
     for (std::size_t i = 0; i < hm.px.size(); i += 5) hm.px[i] = hm.px[i] * 40.0f - 20.0f;
     for (std::size_t i = 0; i < nm.px.size(); i += 3) nm.px[i] = -nm.px[i] * 3.0f;
+    if (w > 10) {  // heights that are not numbers or infinite, and a normal that is not a number
+      hm.at(5, 3)[0] = std::nanf("");
+      hm.at(8, 2)[0] = INFINITY;
+      hm.at(2, 4)[0] = -INFINITY;
+      nm.at(12, 3)[2] = std::nanf("");
+    }
     const image want = ao_reference(hm, nm, 7.0f);
     SCOPED_TRACE(::testing::Message() << w << "x" << h);
     expect_on_both_widths(want, ao_id, {{u"elevation", u"7"}}, hm, &nm);

@@ -385,35 +385,49 @@ struct load_heights_normals {
   }
 };
 
-// The inner pixels of one row, a vector of neighbouring pixels at a time; each lane does the float
-// operations of one pixel in the order of the formula.
+// The occlusion term of the neighbour at column offset DX and row offset DR, added to sum. Each
+// lane does the float operations of one pixel in the order of the formula. A component of D that is
+// 0 gives 0 / len without a division: 0 for every len but a NaN, which the division passes on.
+template <int DX, int DR, class V>
+QUORIN_INLINE void ao_term(V& sum, const plane_row rows[3], uint32_t x, V ev, V c, const V nc[4], V kv) {
+  using namespace filter;
+  const V zero = splat<V>(0.0f), one = splat<V>(1.0f);
+  const plane_row& r = rows[DR + 1];
+  // Rows run down, the vector's y runs up.
+  const V d[4] = {splat<V>(static_cast<float>(DX)), splat<V>(static_cast<float>(-DR)),
+                  ev * load_lanes<V>(r.p[0] + x + DX) - c, zero};
+  const V d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2] + d[3] * d[3];
+  const V len = sqrt_lanes(d2);
+  const V zero_over_len = len == len ? zero : len;
+  const V u[4] = {DX ? d[0] / len : zero_over_len, DR ? d[1] / len : zero_over_len, d[2] / len, zero_over_len};
+  V nn[4];
+  for (uint32_t i = 0; i < 4; ++i) nn[i] = load_lanes<V>(r.p[1 + i] + x + DX);
+  const V uc = u[0] * nc[0] + u[1] * nc[1] + u[2] * nc[2] + u[3] * nc[3];
+  const V un = u[0] * nn[0] + u[1] * nn[1] + u[2] * nn[2] + u[3] * nn[3];
+  sum = sum + clamp_lanes(splat<V>(4.0f) * uc, zero, one) * clamp_lanes(un, zero, one) * (one / sqrt_lanes(one + kv / d2));
+}
+
+// The inner pixels of one row, a vector of neighbouring pixels at a time, the eight neighbours row
+// by row from the top left.
 template <class V>
 QUORIN_INLINE void ao_span_body(float* out, const plane_row rows[3], uint32_t width, float e, float k) {
   using namespace filter;
   constexpr uint32_t lanes = sizeof(V) / sizeof(float);
-  const V ev = splat<V>(e), kv = splat<V>(k), zero = splat<V>(0.0f), one = splat<V>(1.0f);
+  const V ev = splat<V>(e), kv = splat<V>(k);
   for (uint32_t x = 1; x + 1 < width; x += lanes) {
     const V c = ev * load_lanes<V>(rows[1].p[0] + x);
     V nc[4];
     for (uint32_t i = 0; i < 4; ++i) nc[i] = load_lanes<V>(rows[1].p[1 + i] + x);
-    V sum = zero;
-    for (int dr = -1; dr <= 1; ++dr)
-      for (int dx = -1; dx <= 1; ++dx) {
-        if (!dx && !dr) continue;
-        const plane_row& r = rows[dr + 1];
-        // Rows run down, the vector's y runs up.
-        const V d[4] = {splat<V>(static_cast<float>(dx)), splat<V>(static_cast<float>(-dr)),
-                        ev * load_lanes<V>(r.p[0] + x + dx) - c, zero};
-        const V d2 = d[0] * d[0] + d[1] * d[1] + d[2] * d[2] + d[3] * d[3];
-        const V len = sqrt_lanes(d2);
-        const V u[4] = {d[0] / len, d[1] / len, d[2] / len, d[3] / len};
-        V nn[4];
-        for (uint32_t i = 0; i < 4; ++i) nn[i] = load_lanes<V>(r.p[1 + i] + x + dx);
-        const V uc = u[0] * nc[0] + u[1] * nc[1] + u[2] * nc[2] + u[3] * nc[3];
-        const V un = u[0] * nn[0] + u[1] * nn[1] + u[2] * nn[2] + u[3] * nn[3];
-        sum = sum + clamp_lanes(splat<V>(4.0f) * uc, zero, one) * clamp_lanes(un, zero, one) * (one / sqrt_lanes(one + kv / d2));
-      }
-    const V v = one - sum / splat<V>(8.0f);
+    V sum = splat<V>(0.0f);
+    ao_term<-1, -1>(sum, rows, x, ev, c, nc, kv);
+    ao_term<0, -1>(sum, rows, x, ev, c, nc, kv);
+    ao_term<1, -1>(sum, rows, x, ev, c, nc, kv);
+    ao_term<-1, 0>(sum, rows, x, ev, c, nc, kv);
+    ao_term<1, 0>(sum, rows, x, ev, c, nc, kv);
+    ao_term<-1, 1>(sum, rows, x, ev, c, nc, kv);
+    ao_term<0, 1>(sum, rows, x, ev, c, nc, kv);
+    ao_term<1, 1>(sum, rows, x, ev, c, nc, kv);
+    const V v = splat<V>(1.0f) - sum / splat<V>(8.0f);
     store_opaque(out + std::size_t(x) * 4, inner_lanes(x, width, lanes), v, v, v);
   }
 }
