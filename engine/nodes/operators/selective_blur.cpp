@@ -123,9 +123,13 @@ struct relsize_kernel {
   std::size_t row_floats(uint32_t) const { return 0; }
   template <bool Rows>
   void begin_row(float*, const imgbuf4f&, uint32_t) const {}
+  // Below the narrowest kernel the pixel is the source's own, all four floats.
   template <bool Rows>
-  const float* pixel(const float*, float* one, const imgbuf4f& src, uint32_t x, uint32_t y) const {
-    blur_pixel<Rows>(one, src, kernels.at(pixel_at(relsize, x, y)[0]), x, y);
+  __attribute__((always_inline)) const float* pixel(const float*, float* one, const imgbuf4f& src, uint32_t x,
+                                                     uint32_t y) const {
+    const blur_kernel* k = kernels.at(pixel_at(relsize, x, y)[0]);
+    if (!k) return pixel_at(src, x, y);
+    blur_pixel<Rows>(one, src, k, x, y);
     return one;
   }
 };
