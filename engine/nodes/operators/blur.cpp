@@ -296,24 +296,6 @@ void convolve_rows_columns(imgbuf4f& dst, const imgbuf4f& src, const blur_kernel
 
 }  // namespace
 
-void convolve_pixel_row(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width, float norm,
-                        uint32_t x, uint32_t y) {
-  const float* taps[256];
-  const int64_t half = (width - 1) >> 1;
-  for (uint32_t k = 0; k < width; ++k)
-    taps[k] = pixel_at(src, static_cast<uint32_t>(clamp_index(int64_t(x) + k - half, 0, src.width - 1)), y);
-  convolve_span(out, taps, weights4, width, norm, 1);
-}
-
-void convolve_pixel_column(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width,
-                           float norm, uint32_t x, uint32_t y) {
-  const float* taps[256];
-  const int64_t half = (width - 1) >> 1;
-  for (uint32_t k = 0; k < width; ++k)
-    taps[k] = pixel_at(src, x, static_cast<uint32_t>(clamp_index(int64_t(y) + k - half, 0, src.height - 1)));
-  convolve_span(out, taps, weights4, width, norm, 1);
-}
-
 void blur_whole_row(float* out, const imgbuf4f& src, uint32_t y, const blur_kernel& k, bool rows) {
   const uint32_t n = k.width;
   const int64_t w = src.width, half = (n - 1) >> 1;
@@ -343,7 +325,6 @@ void blur_whole_row(float* out, const imgbuf4f& src, uint32_t y, const blur_kern
 var_blur_kernels::var_blur_kernels(uint32_t type, float size) : scale(size * 100.0f) {
   for (uint32_t w = 3; w <= widest_blur_kernel; w += 2) by_width[w] = kernel_for(type, w);
 }
-
 
 // ---- Blur ----------------------------------------------------------------------------------------
 

@@ -53,11 +53,33 @@ void convolve_rows(imgbuf4f& dst, const imgbuf4f& src, const float* weights4, ui
                    uint32_t x0, uint32_t y0, uint32_t x1, uint32_t y1);
 void convolve_columns(imgbuf4f& dst, const imgbuf4f& src, const float* weights4, uint32_t width,
                       float norm, uint32_t x0, uint32_t y0, uint32_t x1, uint32_t y1);
-// One output pixel (x, y) written to `out`, with the image edge as the limit, alpha 1.0.
-void convolve_pixel_row(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width, float norm,
-                        uint32_t x, uint32_t y);
-void convolve_pixel_column(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width,
-                           float norm, uint32_t x, uint32_t y);
+// One output pixel (x, y) of a row pass (Rows) or a column pass written to `out`, with the image
+// edge as the limit, alpha 1.0: the float operations of convolve_span, inlined.
+template <bool Rows>
+inline void convolve_pixel(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width, float norm,
+                           uint32_t x, uint32_t y) {
+  const float* centre = pixel_at(src, x, y);
+  const int64_t half = (width - 1) >> 1, pos = Rows ? x : y;
+  const int64_t last = int64_t(Rows ? src.width : src.height) - 1;
+  const std::ptrdiff_t step = Rows ? 4 : std::ptrdiff_t(src.width) * 4;
+  filter::v4 a = {};
+  if (pos - half >= 0 && pos + half <= last) {
+    const float* p = centre - half * step;
+    for (uint32_t t = 0; t < width; ++t, p += step) a = a + filter::load4(weights4 + 4 * t) * filter::load4(p);
+  } else {
+    for (uint32_t t = 0; t < width; ++t)
+      a = a + filter::load4(weights4 + 4 * t) * filter::load4(centre + (filter::clamp_index(pos + t - half, 0, last) - pos) * step);
+  }
+  filter::store4(out, filter::opaque(a * filter::splat4(norm)));
+}
+inline void convolve_pixel_row(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width, float norm,
+                               uint32_t x, uint32_t y) {
+  convolve_pixel<true>(out, src, weights4, width, norm, x, y);
+}
+inline void convolve_pixel_column(float out[4], const imgbuf4f& src, const float* weights4, uint32_t width,
+                                  float norm, uint32_t x, uint32_t y) {
+  convolve_pixel<false>(out, src, weights4, width, norm, x, y);
+}
 
 // Row y of a row pass (rows true) or a column pass with the image edge as the limit, into out
 // (width pixels): at each pixel the value of convolve_pixel_row or convolve_pixel_column.
@@ -66,28 +88,14 @@ void blur_whole_row(float* out, const imgbuf4f& src, uint32_t y, const blur_kern
 // Width of the blur `size` (a fraction of 100 pixels): trunc(size * 100), in float.
 uint32_t blur_width(float size);
 
-// One pixel of a pass with the kernel k, alpha 1.0, or a copy of all four floats without one. The
-// same float operations as convolve_pixel_row and convolve_pixel_column, inlined: the sum starts
-// at 0 and adds weight * sample from tap 0 on, then is multiplied by norm.
+// One pixel of a pass with the kernel k, alpha 1.0, or a copy of all four floats without one.
 template <bool Rows>
 inline void blur_pixel(float* out, const imgbuf4f& src, const blur_kernel* k, uint32_t x, uint32_t y) {
-  const float* centre = pixel_at(src, x, y);
   if (!k) {
-    for (int c = 0; c < 4; ++c) out[c] = centre[c];
-    return;
-  }
-  const int64_t half = (k->width - 1) >> 1, pos = Rows ? x : y;
-  const int64_t last = int64_t(Rows ? src.width : src.height) - 1;
-  const std::ptrdiff_t step = Rows ? 4 : std::ptrdiff_t(src.width) * 4;
-  filter::v4 a = {};
-  if (pos - half >= 0 && pos + half <= last) {
-    const float* p = centre - half * step;
-    for (uint32_t t = 0; t < k->width; ++t, p += step) a = a + filter::load4(k->weights4 + 4 * t) * filter::load4(p);
+    for (int c = 0; c < 4; ++c) out[c] = pixel_at(src, x, y)[c];
   } else {
-    for (uint32_t t = 0; t < k->width; ++t)
-      a = a + filter::load4(k->weights4 + 4 * t) * filter::load4(centre + (filter::clamp_index(pos + t - half, 0, last) - pos) * step);
+    convolve_pixel<Rows>(out, src, k->weights4, k->width, k->norm, x, y);
   }
-  filter::store4(out, filter::opaque(a * filter::splat4(k->norm)));
 }
 
 // The kernels of the variable-width blurs, all taken before any row loop: a pixel's width is
