@@ -142,4 +142,16 @@ TEST(CellularGenerators, VectorWidthsAndRowEnds) {
   }
 }
 
+// A row so wide that squared distances pass 2^31 takes Worley's other loop; where both loops
+// apply, their pixels agree (a pixel does not depend on the image's size).
+TEST(CellularGenerators, WorleyOnRowsPastTheSquaresRange) {
+  for (bool wide : {false, true}) {
+    const bool was = use_wide_vectors(wide);
+    image_ptr far = render_node(19, {}, render_Worley, 46400, 1);
+    image_ptr near = render_node(19, {}, render_Worley, 300, 1);
+    for (uint32_t x = 0; x < 300; ++x) ASSERT_EQ(pixel(*far, x, 0), pixel(*near, x, 0)) << x << " wide " << wide;
+    use_wide_vectors(was);
+  }
+}
+
 }  // namespace

@@ -33,15 +33,22 @@ cellular_params fetch_cellular_params(const shadetree_node_t& node, const render
 
 namespace {
 
+// Euclidean distances kept as squares converted to float: the square root is monotonic, so the
+// two smallest squares give F1 and F2 by their roots alone, where no square wraps around.
+constexpr uint32_t dist_euclidean_squares = 4;
+
 // The distances of a vector of neighbouring pixels to one point, lane by lane, in the type the
 // method compares: floats for Euclidean, integers otherwise. Squares wrap around as unsigned 32-bit
 // numbers, so that no image size makes a distance undefined.
 template <uint32_t M, class VF, class VI, class VU>
-QUORIN_INLINE std::conditional_t<M == dist_euclidean, VF, VI> lane_distances(VI dx, VI dy) {
-  if constexpr (M == dist_euclidean || M == dist_squared) {
+QUORIN_INLINE std::conditional_t<M == dist_euclidean || M == dist_euclidean_squares, VF, VI> lane_distances(VI dx,
+                                                                                                          VI dy) {
+  if constexpr (M == dist_euclidean || M == dist_euclidean_squares || M == dist_squared) {
     const VI sq = (VI)((VU)dx * (VU)dx + (VU)dy * (VU)dy);
     if constexpr (M == dist_euclidean)
       return filter::sqrt_lanes(__builtin_convertvector(sq, VF));
+    else if constexpr (M == dist_euclidean_squares)
+      return __builtin_convertvector(sq, VF);
     else
       return sq;
   } else {
@@ -85,6 +92,10 @@ QUORIN_INLINE void cellular_rows_body(const cellular_params& p, const feature_po
           f2 = below_f1 ? f1 : (below_f2 ? d : f2);
           f1 = below_f1 ? d : f1;
         }
+        if constexpr (M == dist_euclidean_squares) {
+          f1 = sqrt_lanes(f1);
+          f2 = sqrt_lanes(f2);
+        }
         // 360.62445 is the diagonal of the 255-pixel square.
         t = (f2 - f1) * splat<VF>(4.0f) / splat<VF>(360.62445f);
       } else {
@@ -122,14 +133,23 @@ constexpr rows_fn method_bodies[2][4] = {
      cellular_rows_base<dist_manhattan, false>, cellular_rows_base<dist_chebyshev, false>},
     {cellular_rows_wide<dist_euclidean, false>, cellular_rows_wide<dist_squared, false>,
      cellular_rows_wide<dist_manhattan, false>, cellular_rows_wide<dist_chebyshev, false>}};
-constexpr rows_fn gap_bodies[2] = {cellular_rows_base<dist_euclidean, true>, cellular_rows_wide<dist_euclidean, true>};
+// Worley's F2 - F1, indexed by [wide][squares cannot wrap].
+constexpr rows_fn gap_bodies[2][2] = {
+    {cellular_rows_base<dist_euclidean, true>, cellular_rows_base<dist_euclidean_squares, true>},
+    {cellular_rows_wide<dist_euclidean, true>, cellular_rows_wide<dist_euclidean_squares, true>}};
+
+// Whether every square of a distance from a pixel to a point (all points in 0..255) stays below 2^31.
+bool squares_fit(const imgbuf4f& out) {
+  const uint64_t dx = out.width > 256 ? out.width - 1 : 255, dy = out.height > 256 ? out.height - 1 : 255;
+  return dx * dx + dy * dy < (uint64_t(1) << 31);
+}
 
 }  // namespace
 
 void fill_cellular(const cellular_params& p, imgbuf4f& out) {
   const feature_points_t fp = make_feature_points();
   const bool wide = filter::wide_vectors;
-  const rows_fn body = (p.worley && p.dist_method == dist_euclidean) ? gap_bodies[wide]
+  const rows_fn body = (p.worley && p.dist_method == dist_euclidean) ? gap_bodies[wide][squares_fit(out)]
                                                                     : method_bodies[wide][limit_enum(p.dist_method, 3)];
   for_row_bands(out.height, [&](uint32_t first, uint32_t last) { body(p, fp, out, first, last); });
 
