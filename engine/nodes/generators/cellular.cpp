@@ -1,6 +1,5 @@
 #include "nodes/generators/cellular.h"
 
-#include <cstdlib>
 #include <type_traits>
 
 #include "core/row_bands.h"

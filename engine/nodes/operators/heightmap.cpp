@@ -23,12 +23,6 @@ namespace {
 struct vec3 {
   float x, y, z;
 };
-inline float dot(const vec3& a, const vec3& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-// v times the reciprocal of its length.
-inline vec3 normalise(const vec3& v) {
-  const float inv = 1.0f / std::sqrt(dot(v, v));
-  return {v.x * inv, v.y * inv, v.z * inv};
-}
 
 inline float red(const imgbuf4f& img, uint32_t x, uint32_t y) { return pixel_at(img, x, y)[0]; }
 
