@@ -1,5 +1,6 @@
 // The catalogue read once through the exported queries, which all go through a node: a fresh node
 // of each type answers them, and its stored parameters are the type's defaults.
+#include "catalogue_words.h"
 #include "catalogue.h"
 
 #include <cmath>
@@ -9,20 +10,8 @@ namespace quorin_py {
 
 namespace {
 
-const char* port_word(uint32_t t) {
-  switch (t) {
-    case 1: return "scalar";
-    case 2: return "greystream";
-    case 3: return "rgbstream";
-    case 4: return "scalar_color_rgb";
-    default: return "string";
-  }
-}
-
-const char* param_word(uint32_t t) {
-  static const char* const words[] = {"unknown", "uint", "float", "color_rgb", "enum", "bool", "string", "font", "curve"};
-  return t < 9 ? words[t] : "unknown";
-}
+using quorin_hosts::param_word;
+using quorin_hosts::port_word;
 
 template <class Read>
 std::string text(Read&& read) {

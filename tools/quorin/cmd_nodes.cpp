@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "catalogue_words.h"
 #include "cli.h"
 
 namespace quorin_cli {
@@ -21,20 +22,8 @@ std::vector<uint32_t> all_type_ids() {
 
 namespace {
 
-const char* port_word(uint32_t t) {
-  switch (t) {
-    case 1: return "scalar";
-    case 2: return "greystream";
-    case 3: return "rgbstream";
-    case 4: return "scalar_color_rgb";
-    default: return "string";
-  }
-}
-
-const char* param_word(uint32_t t) {
-  static const char* const words[] = {"?", "uint", "float", "color_rgb", "enum", "bool", "string", "font", "curve"};
-  return t < 9 ? words[t] : "?";
-}
+using quorin_hosts::param_word;
+using quorin_hosts::port_word;
 
 std::string type_description(uint32_t id) {
   return engine_text([&](qr_char* b, int32_t c) { node_type_description(b, c, id); });
