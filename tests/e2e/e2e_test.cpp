@@ -13,37 +13,16 @@
 
 #include "codecs/decode.h"
 #include "core/imgbuf.h"
+#include "e2e_support.h"
 
 namespace fs = std::filesystem;
+
+using namespace e2e;
 
 namespace {
 
 const std::string examples = QUORIN_SOURCE_DIR "/examples/";
-const fs::path dir = fs::temp_directory_path() / ("quorin_e2e_" + std::to_string(::getpid()));
 
-struct result { int status; std::string out, err; };
-
-std::string scratch(const std::string& name) {
-  fs::create_directories(dir);
-  return (dir / name).string();
-}
-result run(const std::string& args) {
-  const std::string err_file = scratch("stderr");
-  result r{-1, {}, {}};
-  FILE* p = popen((QUORIN_BINARY_DIR "/bin/quorin " + args + " 2>" + err_file).c_str(), "r");
-  if (!p) return r;
-  char buf[4096];
-  for (std::size_t n; (n = fread(buf, 1, sizeof buf, p)) > 0;) r.out.append(buf, n);
-  const int status = pclose(p);
-  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream e(err_file);
-  r.err.assign(std::istreambuf_iterator<char>(e), {});
-  return r;
-}
-std::string read_file(const fs::path& p) {
-  std::ifstream f(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(f), {});
-}
 // Width, height and colour type from the IHDR chunk, which always comes first.
 std::array<uint32_t, 3> png_header(const std::string& b) {
   if (b.size() < 33 || b.compare(1, 3, "PNG") != 0) return {0, 0, 99};

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "guards.h"
 
 namespace quorin_cli {
 namespace {
@@ -334,6 +335,7 @@ int cmd_render(const std::vector<std::string>& args) {
   if (width == 0 || height == 0 || width > 32768 || height > 32768)
     throw run_error("the project's render size " + std::to_string(width) + "x" + std::to_string(height) +
                     " cannot be rendered; give --size");
+  check_render_limits(p, g, nodes, width, height);
 
   uint32_t weight = 0;
   for (qr_node* n : nodes) weight = std::max(weight, upstream_weight(n, 0));
