@@ -1,12 +1,7 @@
-// The DDS loader alone, whatever the stages before it would say of the bytes.
-#include <string>
-
-#include "codecs/stages.h"
-#include "quorin/imgbuf4f.h"
+// The DDS loader alone over arbitrary bytes.
+#include "readers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size > UINT32_MAX) return 0;
-  std::string message;
-  imgbuf4f_delete(quorin_engine::dds_load(data, static_cast<uint32_t>(size), message));
+  quorin_fuzz::dds(data, size);
   return 0;
 }

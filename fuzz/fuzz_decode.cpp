@@ -5,8 +5,7 @@
 #include <csignal>
 #include <initializer_list>
 
-#include "codecs/decode.h"
-#include "quorin/imgbuf4f.h"
+#include "readers.h"
 
 // The JPEG XR stage decodes in a child process, because the library behind it can crash on
 // damaged data; a child that dies gives null. Such a death is the stage working as meant, not a
@@ -20,7 +19,6 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  if (size > UINT32_MAX) return 0;
-  imgbuf4f_delete(quorin_engine::decode_image(data, static_cast<uint32_t>(size)));
+  quorin_fuzz::decode(data, size);
   return 0;
 }
