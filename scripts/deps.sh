@@ -4,7 +4,8 @@ set -euo pipefail
 packages=(build-essential cmake pkg-config
           libpng-dev libjpeg62-turbo-dev libjxr-dev libboost-dev libxml2-dev
           libfreetype-dev libfontconfig-dev fonts-dejavu-core
-          libgtest-dev libbenchmark-dev)
+          libgtest-dev libbenchmark-dev
+          clang libclang-rt-14-dev llvm)  # the fuzz targets: clang with libFuzzer and the sanitizers
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
