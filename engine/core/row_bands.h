@@ -10,8 +10,13 @@ namespace quorin_engine {
 
 using row_band_fn = void (*)(void* body, uint32_t first, uint32_t last);
 
-// Runs fn over [0, count) in bands. Today every band runs in order on the caller's thread.
+// Runs fn over [0, count) in bands: in order on the caller's thread when the engine renders on one
+// thread (the default), else spread over the threads set with engine_set_render_threads. A band
+// that itself renders runs that render's bands on its own thread, so threads never multiply.
 void run_row_bands(uint32_t count, row_band_fn fn, void* body);
+
+// The number of threads a render is divided over (1 unless a host asked for more).
+uint32_t row_band_threads();
 
 template <class Body>
 inline void for_row_bands(uint32_t count, Body&& body) {

@@ -4,7 +4,13 @@
 
 // -- family headers --
 #include "eval/driver.h"
+#include "nodes/generators/assets.h"
+#include "nodes/generators/cellular.h"
+#include "nodes/generators/fractals.h"
 #include "nodes/generators/gradients.h"
+#include "nodes/operators/blend.h"
+#include "nodes/operators/channel.h"
+#include "nodes/operators/dynamic_range.h"
 #include "nodes/generators/noise.h"
 #include "nodes/generators/patterns.h"
 
@@ -52,20 +58,69 @@ const dispatch_entry dispatch_table[] = {
     {20, render_Squares},  // Dots draws the same squares
 
     // -- fractal generators --
+    {11, render_FractalMandelbrot},
+    {12, render_FractalJulia},
+    {25, render_FractalLyapunov},
 
     // -- cellular generators --
+    {18, render_Voronoi},
+    {19, render_Worley},
 
     // -- asset, mask, text and vector generators --
+    {24, render_Mask},
+    {29, render_LoadAsset},
+    {32, render_Text},
+    {35, render_VectorGraphics},
 
     // -- transforms --
 
     // -- distortion --
 
     // -- blend --
+    {1001, render_AlphaBlend},
+    {1067, render_GreyAlphaBlend},
+    {1002, render_ImageOperation},
+    {1069, render_GreyOperation},
+    {1023, render_Blend},
+    {1068, render_GreyBlend},
+    {1082, render_ApplyAlpha},
+    {1081, render_ApplyAlphaGrey},
 
     // -- dynamic range --
+    {1003, render_ImageConstOperation},
+    {1061, render_GreyConstOperation},
+    {1009, render_Saturate},
+    {1014, render_BiasChannel},
+    {1015, render_GammaChannel},
+    {1016, render_GainChannel},
+    {1062, render_BiasGrey},
+    {1063, render_GammaGrey},
+    {1064, render_GainGrey},
+    {1054, render_ChannelCurves},
+    {1065, render_GreyCurve},
+    {1055, render_ChannelCorrection},
+    {1066, render_GreyCorrection},
+    {1056, render_ThresholdMask},
+    {1022, render_ColorKey},
+    {1077, render_Brightness},
+    {1057, render_GreyTrigFunc},
+    {1072, render_ChannelTrigFunc},
 
     // -- channel and colour --
+    {1004, render_Invert},
+    {1079, render_GreyInvert},
+    {1025, render_Luminance},
+    {1071, render_Luminance},  // Luminance2Grey computes the same
+    {1058, render_ChannelDemux},
+    {1059, render_ChannelMux},
+    {1080, render_GreyMux},
+    {1031, render_Switch},
+    {1037, render_ColorMap},
+    {1087, render_ImageMapValue},
+    {1036, render_ColorReduce},
+    {1083, render_GreyReduce},
+    {1084, render_HSVDemux},
+    {1085, render_HSVMux},
 
     // -- blur --
 

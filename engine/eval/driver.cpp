@@ -7,6 +7,7 @@
 #include "document/node.h"
 #include "eval/dispatch.h"
 #include "eval/values.h"
+#include "nodes/generators/text_raster.h"
 #include "quorin/node.h"
 
 namespace quorin_engine {
@@ -59,7 +60,9 @@ void render_passthru(shadetree_node_t& node, const renderctx& ctx) {
 
 void render_Input(shadetree_node_t&, const renderctx& ctx) { clear_target(ctx.target_buf); }
 
-void render_group(shadetree_node_t&, const renderctx& ctx) { clear_target(ctx.target_buf); }
+void render_group(shadetree_node_t&, const renderctx& ctx) {
+  if (ctx.target_buf) text_raster::draw_group_placeholder(*ctx.target_buf);
+}
 
 namespace {
 

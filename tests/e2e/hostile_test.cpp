@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "e2e_support.h"
+#include "command_run.h"
 
-using namespace e2e;
+using namespace quorin_e2e;
 
 namespace {
 

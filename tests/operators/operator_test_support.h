@@ -33,7 +33,9 @@ struct op_rig {
   renderbuffer_pool_t pool;
   std::vector<std::unique_ptr<shadetree_node_t>> nodes;
 
-  op_rig(uint32_t w, uint32_t h) : width(w), height(h), pool(w, h, 0) {
+  // The pool starts with buffers enough for a test's images: one that grows hands its first new buffer
+  // out twice.
+  op_rig(uint32_t w, uint32_t h) : width(w), height(h), pool(w, h, 24) {
     if (nodetype_specs().empty()) init();
     pool.cache_capacity = 64;
   }

@@ -1,5 +1,7 @@
 #include "cli.h"
 
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -64,26 +66,8 @@ std::string engine_text(const std::function<void(qr_char*, int32_t)>& read) {
   return to_u8(buf.substr(0, std::char_traits<char16_t>::length(buf.c_str())));
 }
 
-std::string json_string(const std::string& s) {
-  std::string out = "\"";
-  for (unsigned char c : s) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (c < 0x20) {
-          char buf[8];
-          std::snprintf(buf, sizeof buf, "\\u%04x", c);
-          out += buf;
-        } else {
-          out.push_back(static_cast<char>(c));
-        }
-    }
-  }
-  return out + "\"";
+std::string json_text(const nlohmann::ordered_json& doc) {
+  return doc.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 bool is_uint(const std::string& text) {
@@ -131,7 +115,22 @@ loaded_project::loaded_project(const std::string& path) : project(nullptr) {
   }
 }
 
-loaded_project::~loaded_project() { project_delete(project); }
+loaded_project::~loaded_project() {
+  if (project) project_delete(project);
+}
+
+value_context::value_context(qr_project* p) : ctx(renderctx_create()) {
+  renderctx_set_target_buf(ctx, nullptr);
+  renderctx_set_targetbuf_from_cache(ctx, 0);
+  renderctx_set_pool(ctx, nullptr);
+  renderctx_set_for_thumbnail(ctx, 0);
+  renderctx_set_for_preview(ctx, 0);
+  renderctx_set_preview_supersampling(ctx, 0);
+  renderctx_set_is_anim(ctx, 0);
+  renderctx_set_project(ctx, p);
+}
+
+value_context::~value_context() { renderctx_delete(ctx); }
 
 std::string graph_title(qr_graph* g) {
   return engine_text([&](qr_char* b, int32_t c) { ::graph_name(g, b, c); });

@@ -1,5 +1,9 @@
 // quorin info: what a project holds, readable or as JSON.
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -7,12 +11,6 @@
 
 namespace quorin_cli {
 namespace {
-
-const char* const info_help =
-    "usage: quorin info PROJECT.xml [--json]\n"
-    "\n"
-    "Shows the project's settings, its graphs with their nodes (index, type, name, disabled) and\n"
-    "connections, and its image assets. --json prints the same as one JSON document.\n";
 
 const char* const setting_names[] = {
     "render-size-x", "render-size-y", "preview-percent", "preview-showalpha",
@@ -43,27 +41,7 @@ std::vector<connection> connections_of(qr_graph* g) {
 
 std::string linkage_word(qr_asset* a) { return asset_linkage(a) == 1 ? "embedded" : "linked"; }
 
-}  // namespace
-
-int cmd_info(const std::vector<std::string>& args) {
-  std::string path;
-  bool json = false;
-  for (const std::string& a : args) {
-    if (a == "--help" || a == "-h") {
-      std::fputs(info_help, stdout);
-      return 0;
-    } else if (a == "--json") {
-      json = true;
-    } else if (!a.empty() && a[0] == '-') {
-      throw usage_error("unknown option '" + a + "'");
-    } else if (path.empty()) {
-      path = a;
-    } else {
-      throw usage_error("unexpected argument '" + a + "'");
-    }
-  }
-  if (path.empty()) throw usage_error("no project file given");
-
+void show_info(const std::string& path, bool json) {
   engine_session session(false);
   loaded_project loaded(path);
   qr_project* p = loaded.project;
@@ -76,46 +54,35 @@ int cmd_info(const std::vector<std::string>& args) {
   };
 
   if (json) {
-    std::string out = "{\"file\": " + json_string(path) + ", \"settings\": {";
-    bool first = true;
-    for (const char* name : setting_names) {
-      out += std::string(first ? "" : ", ") + json_string(name) + ": " + json_string(setting(name));
-      first = false;
-    }
-    out += "}, \"active_graph\": " + std::to_string(active) + ", \"graphs\": [";
+    nlohmann::ordered_json doc = {{"file", path}, {"settings", nlohmann::ordered_json::object()},
+                                  {"active_graph", active}, {"graphs", nlohmann::ordered_json::array()},
+                                  {"assets", nlohmann::ordered_json::array()}};
+    for (const char* name : setting_names) doc["settings"][name] = setting(name);
     for (uint32_t gi = 0, gc = project_graph_count(p); gi < gc; ++gi) {
       qr_graph* g = project_graph_at(p, gi);
-      out += std::string(gi ? ", " : "") + "{\"index\": " + std::to_string(gi) +
-             ", \"name\": " + json_string(graph_title(g)) + ", \"nodes\": [";
+      nlohmann::ordered_json graph = {{"index", gi}, {"name", graph_title(g)}, {"nodes", nlohmann::ordered_json::array()},
+                                      {"connections", nlohmann::ordered_json::array()}};
       for (uint32_t i = 0, n = graph_node_count(g); i < n; ++i) {
         qr_node* node = graph_node_at(g, i);
-        out += std::string(i ? ", " : "") + "{\"index\": " + std::to_string(i) +
-               ", \"type\": " + json_string(type_title(node)) + ", \"name\": " + json_string(node_title(node)) +
-               ", \"disabled\": " + (node_is_disabled(node) ? "true" : "false") + "}";
+        graph["nodes"].push_back({{"index", i}, {"type", type_title(node)}, {"name", node_title(node)},
+                                  {"disabled", node_is_disabled(node) != 0}});
       }
-      out += "], \"connections\": [";
-      bool firstc = true;
-      for (const connection& c : connections_of(g)) {
-        out += std::string(firstc ? "" : ", ") + "{\"from\": " + std::to_string(c.from) +
-               ", \"to\": " + std::to_string(c.to) + ", \"input\": " + json_string(c.input) + "}";
-        firstc = false;
-      }
-      out += "]}";
+      for (const connection& c : connections_of(g))
+        graph["connections"].push_back({{"from", c.from}, {"to", c.to}, {"input", c.input}});
+      doc["graphs"].push_back(std::move(graph));
     }
-    out += "], \"assets\": [";
     for (uint32_t i = 0, n = assets_count(as); i < n; ++i) {
       qr_asset* a = assets_at(as, i);
       qr_imgbuf4f* img = asset_imgbuf(a);
-      out += std::string(i ? ", " : "") + "{\"index\": " + std::to_string(i) +
-             ", \"name\": " + json_string(engine_text([&](qr_char* b, int32_t c) { asset_name(a, b, c); })) +
-             ", \"linkage\": " + json_string(linkage_word(a)) +
-             ", \"path\": " + json_string(engine_text([&](qr_char* b, int32_t c) { asset_filepath(a, b, c); })) +
-             ", \"width\": " + std::to_string(img ? imgbuf4f_width(img) : 0) +
-             ", \"height\": " + std::to_string(img ? imgbuf4f_height(img) : 0) + "}";
+      doc["assets"].push_back({{"index", i},
+                               {"name", engine_text([&](qr_char* b, int32_t c) { asset_name(a, b, c); })},
+                               {"linkage", linkage_word(a)},
+                               {"path", engine_text([&](qr_char* b, int32_t c) { asset_filepath(a, b, c); })},
+                               {"width", img ? imgbuf4f_width(img) : 0},
+                               {"height", img ? imgbuf4f_height(img) : 0}});
     }
-    out += "]}\n";
-    std::fputs(out.c_str(), stdout);
-    return 0;
+    std::puts(json_text(doc).c_str());
+    return;
   }
 
   std::printf("project %s\n\nsettings\n", path.c_str());
@@ -150,7 +117,23 @@ int cmd_info(const std::vector<std::string>& args) {
     if (img) std::printf(", %ux%u", imgbuf4f_width(img), imgbuf4f_height(img));
     std::printf("\n");
   }
-  return 0;
+}
+
+}  // namespace
+
+void add_info_command(CLI::App& app) {
+  auto o = std::make_shared<std::pair<std::string, bool>>();
+  CLI::App* cmd = app.add_subcommand(
+      "info",
+      "Shows a project's settings, graphs, nodes, connections and image assets.");
+  cmd->footer("Nodes show their index, type, name and whether they are disabled; assets their linkage,\n"
+              "file and size. --json prints the same as one JSON document.");
+  cmd->add_option("project", o->first, "the project file")->type_name("PROJECT.xml");
+  cmd->add_flag("--json", o->second, "print the same as one JSON document");
+  cmd->callback([o] {
+    if (o->first.empty()) throw usage_error("no project file given");
+    show_info(o->first, o->second);
+  });
 }
 
 }  // namespace quorin_cli

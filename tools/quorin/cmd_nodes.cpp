@@ -1,19 +1,14 @@
 // quorin nodes: the node type catalogue, by category, or one type in full.
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "cli.h"
 
 namespace quorin_cli {
-namespace {
-
-const char* const nodes_help =
-    "usage: quorin nodes [TYPE] [--all]\n"
-    "\n"
-    "Without TYPE: the node types by category, with their descriptions (types that editors hide\n"
-    "are listed only with --all). With TYPE: its inputs, outputs and parameters with defaults,\n"
-    "bounds and enum values.\n";
 
 // Every type id the engine knows: generators 0-35, operators 1000-1091, Group.
 std::vector<uint32_t> all_type_ids() {
@@ -23,6 +18,8 @@ std::vector<uint32_t> all_type_ids() {
   ids.push_back(10000);
   return ids;
 }
+
+namespace {
 
 const char* port_word(uint32_t t) {
   switch (t) {
@@ -49,7 +46,7 @@ std::string fmt_float(float v) {
   return buf;
 }
 
-int describe_type(const std::string& name) {
+void describe_type(const std::string& name) {
   std::u16string wname = to_u16(name);
   qr_node* n = node_create_by_type_name(wname.c_str());
   if (!n) throw run_error("no node type '" + name + "' (see 'quorin nodes --all')");
@@ -74,15 +71,8 @@ int describe_type(const std::string& name) {
   }
 
   // A fresh node stores the defaults; the context is only read for time curves, which it has none of.
-  qr_renderctx* ctx = renderctx_create();
-  renderctx_set_target_buf(ctx, nullptr);
-  renderctx_set_targetbuf_from_cache(ctx, 0);
-  renderctx_set_pool(ctx, nullptr);
-  renderctx_set_for_thumbnail(ctx, 0);
-  renderctx_set_for_preview(ctx, 0);
-  renderctx_set_preview_supersampling(ctx, 0);
-  renderctx_set_is_anim(ctx, 0);
-  renderctx_set_project(ctx, nullptr);
+  value_context values(nullptr);
+  qr_renderctx* ctx = values.ctx;
   for (uint32_t g = 0, gc = node_formal_param_group_count(n); g < gc; ++g) {
     std::printf("\nparameters: %s\n",
                 engine_text([&](qr_char* b, int32_t cap) { node_formal_param_group_name(n, g, b, cap); }).c_str());
@@ -111,29 +101,9 @@ int describe_type(const std::string& name) {
                     engine_text([&](qr_char* b, int32_t cap) { node_formal_param_enum_name(n, g, k, e, b, cap); }).c_str());
     }
   }
-  renderctx_delete(ctx);
-  return 0;
 }
 
-}  // namespace
-
-int cmd_nodes(const std::vector<std::string>& args) {
-  std::string type;
-  bool all = false;
-  for (const std::string& a : args) {
-    if (a == "--help" || a == "-h") {
-      std::fputs(nodes_help, stdout);
-      return 0;
-    } else if (a == "--all") {
-      all = true;
-    } else if (!a.empty() && a[0] == '-') {
-      throw usage_error("unknown option '" + a + "'");
-    } else if (type.empty()) {
-      type = a;
-    } else {
-      throw usage_error("unexpected argument '" + a + "'");
-    }
-  }
+void list_types(const std::string& type, bool all) {
   engine_session session(false);
   if (!type.empty()) return describe_type(type);
 
@@ -163,7 +133,20 @@ int cmd_nodes(const std::vector<std::string>& args) {
     }
     std::printf("\n");
   }
-  return 0;
+}
+
+}  // namespace
+
+void add_nodes_command(CLI::App& app) {
+  auto o = std::make_shared<std::pair<std::string, bool>>();
+  CLI::App* cmd = app.add_subcommand(
+      "nodes",
+      "Lists the node types by category, or one type's inputs, outputs and parameters.");
+  cmd->footer("Parameters show their defaults, bounds and enum values. Types that editors hide are\n"
+              "listed only with --all.");
+  cmd->add_option("type", o->first, "a node type's name")->type_name("TYPE");
+  cmd->add_flag("--all", o->second, "also list the types that editors hide");
+  cmd->callback([o] { list_types(o->first, o->second); });
 }
 
 }  // namespace quorin_cli

@@ -1,10 +1,16 @@
 // quorin render: one or more nodes of a project, one image or a sequence of frames each.
-#include <atomic>
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <chrono>
+#include <cmath>
 #include <condition_variable>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -12,33 +18,40 @@
 #include <vector>
 
 #include "cli.h"
+#include "frame_jobs.h"
 #include "guards.h"
+#include "image_files.h"
 
 namespace quorin_cli {
-namespace {
 
-const char* const render_help =
-    "usage: quorin render PROJECT.xml -o OUT.png [options]\n"
-    "\n"
-    "Renders a node of the active graph (or of the first graph when none is active) to a PNG.\n"
-    "\n"
-    "options:\n"
-    "  -o, --output FILE     the PNG to write; repeat it to pair one file with each --node.\n"
-    "                        With --frames it holds a frame number pattern: %d (or %04d and the\n"
-    "                        like) or a run of # (zero-padded to its length)\n"
-    "  --graph NAME|INDEX    the graph to render from\n"
-    "  --node NAME|INDEX     the node to render (repeatable); a node's name, its index in the\n"
-    "                        graph or its type name. Default: what the graph's first Output node\n"
-    "                        receives, else the last node whose output nothing uses.\n"
-    "                        With several nodes and one -o, each file gets '-NODE' before '.png'\n"
-    "  --size WxH            image size in pixels (default: the project's render size)\n"
-    "  --alpha               write RGBA instead of RGB\n"
-    "  --set NODE.PARAM=VALUE  set a parameter before rendering (repeatable)\n"
-    "  --time T              normalised animation time, 0 to 1 (default 0)\n"
-    "  --frames A-B          render the animation frames A to B\n"
-    "  --preview             render as an editor preview (preview flags set)\n"
-    "  --json                print one line of JSON per file written: path, node, size, milliseconds\n"
-    "  --verbose             show the engine's debug messages on standard error\n";
+// Nodes upstream of `n`, counted along every path (capped): a bound for the buffers a render holds.
+uint32_t upstream_weight(qr_node* n, uint32_t depth) {
+  if (depth > 64) return 0;
+  uint32_t total = 1;
+  for (uint32_t i = 0, c = node_input_count(n); i < c && total < 4096; ++i)
+    if (qr_node* src = node_outputnode_for_input_at(n, i)) total += upstream_weight(src, depth + 1);
+  return total;
+}
+
+// Formulas travel in project files as text, and a ScalarExpr read from a file holds no parsed
+// formula: setting the text again parses it, as an editor does when a project is opened.
+void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx) {
+  for (uint32_t i = 0, n = graph_node_count(g); i < n; ++i) {
+    qr_node* node = graph_node_at(g, i);
+    if (::node_type(node) != 1053) continue;
+    float unused = 0;
+    std::string text =
+        engine_text([&](qr_char* b, int32_t c) { node_param_value_keyed(node, ctx, b, c, &unused, u"expression"); });
+    if (text.empty()) continue;
+    try {
+      node_set_param_value(node, u"expression", to_u16(text).c_str());
+    } catch (const std::exception& e) {
+      throw run_error("node '" + node_label(g, node) + "': the formula '" + text + "' is incomplete (" + e.what() + ")");
+    }
+  }
+}
+
+namespace {
 
 struct render_options {
   std::string project_path;
@@ -48,80 +61,29 @@ struct render_options {
   uint32_t width = 0, height = 0;
   bool alpha = false;
   std::vector<std::string> sets;
-  bool has_time = false;
   float time = 0.0f;
   bool has_frames = false;
   uint32_t first_frame = 0, last_frame = 0;
+  uint32_t depth = 0;  // 0: the format's default
+  uint32_t jobs = 0;   // 0: one per processor
+  uint32_t threads = 0;  // 0: the processors, shared among the jobs
   bool preview = false;
   bool json = false;
   bool verbose = false;
 };
 
-std::string take_value(const std::vector<std::string>& args, std::size_t& i) {
-  if (i + 1 >= args.size()) throw usage_error("option " + args[i] + " needs a value");
-  return args[++i];
+// "WxH", each side 1 to 32768.
+bool parse_size(const std::string& v, uint32_t& width, uint32_t& height) {
+  std::size_t x = v.find_first_of("xX");
+  return x != std::string::npos && parse_uint(v.substr(0, x), width) && parse_uint(v.substr(x + 1), height) &&
+         width > 0 && height > 0 && width <= 32768 && height <= 32768;
 }
 
-render_options parse_options(const std::vector<std::string>& args) {
-  render_options o;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& a = args[i];
-    if (a == "--help" || a == "-h") {
-      std::fputs(render_help, stdout);
-      std::exit(0);
-    } else if (a == "-o" || a == "--output") {
-      o.outputs.push_back(take_value(args, i));
-    } else if (a == "--graph") {
-      o.graph = take_value(args, i);
-      if (o.graph.empty()) throw usage_error("--graph needs a name or an index");
-    } else if (a == "--node") {
-      o.nodes.push_back(take_value(args, i));
-    } else if (a == "--size") {
-      std::string v = take_value(args, i);
-      std::size_t x = v.find_first_of("xX");
-      if (x == std::string::npos || !parse_uint(v.substr(0, x), o.width) ||
-          !parse_uint(v.substr(x + 1), o.height) || o.width == 0 || o.height == 0 ||
-          o.width > 32768 || o.height > 32768)
-        throw usage_error("bad size '" + v + "': give WIDTHxHEIGHT, each 1 to 32768");
-    } else if (a == "--alpha") {
-      o.alpha = true;
-    } else if (a == "--set") {
-      o.sets.push_back(take_value(args, i));
-    } else if (a == "--time") {
-      std::string v = take_value(args, i);
-      char* end = nullptr;
-      double t = std::strtod(v.c_str(), &end);
-      if (v.empty() || *end || !(t >= 0.0 && t <= 1.0))
-        throw usage_error("bad time '" + v + "': give a number from 0 to 1");
-      o.has_time = true;
-      o.time = static_cast<float>(t);
-    } else if (a == "--frames") {
-      std::string v = take_value(args, i);
-      std::size_t dash = v.find('-');
-      if (dash == std::string::npos || !parse_uint(v.substr(0, dash), o.first_frame) ||
-          !parse_uint(v.substr(dash + 1), o.last_frame) || o.last_frame < o.first_frame)
-        throw usage_error("bad frame range '" + v + "': give FIRST-LAST, e.g. 0-24");
-      o.has_frames = true;
-    } else if (a == "--preview") {
-      o.preview = true;
-    } else if (a == "--json") {
-      o.json = true;
-    } else if (a == "--verbose") {
-      o.verbose = true;
-    } else if (!a.empty() && a[0] == '-') {
-      throw usage_error("unknown option '" + a + "'");
-    } else if (o.project_path.empty()) {
-      o.project_path = a;
-    } else {
-      throw usage_error("unexpected argument '" + a + "'");
-    }
-  }
-  if (o.project_path.empty()) throw usage_error("no project file given");
-  if (o.outputs.empty()) throw usage_error("no output file given (-o OUT.png)");
-  if (o.outputs.size() > 1 && o.outputs.size() != std::max<std::size_t>(o.nodes.size(), 1))
-    throw usage_error("give one -o, or one -o for each --node");
-  if (o.has_frames && o.has_time) throw usage_error("--time and --frames exclude each other");
-  return o;
+// "A-B" with A <= B.
+bool parse_frames(const std::string& v, uint32_t& first, uint32_t& last) {
+  std::size_t dash = v.find('-');
+  return dash != std::string::npos && parse_uint(v.substr(0, dash), first) && parse_uint(v.substr(dash + 1), last) &&
+         first <= last;
 }
 
 // The frame pattern of an output path: "%d", "%0Nd" or a run of '#'.
@@ -216,15 +178,6 @@ qr_node* default_node(qr_graph* g) {
   return fallback;
 }
 
-// Nodes upstream of `n`, counted along every path (capped): a bound for the buffers a render holds.
-uint32_t upstream_weight(qr_node* n, uint32_t depth) {
-  if (depth > 64) return 0;
-  uint32_t total = 1;
-  for (uint32_t i = 0, c = node_input_count(n); i < c && total < 4096; ++i)
-    if (qr_node* src = node_outputnode_for_input_at(n, i)) total += upstream_weight(src, depth + 1);
-  return total;
-}
-
 void apply_set(qr_graph* g, const std::string& spec) {
   std::size_t eq = spec.find('=');
   std::size_t dot = eq == std::string::npos ? std::string::npos : spec.rfind('.', eq);
@@ -238,28 +191,11 @@ void apply_set(qr_graph* g, const std::string& spec) {
   node_set_param_value(n, param.c_str(), to_u16(spec.substr(eq + 1)).c_str());
 }
 
-// Formulas travel in project files as text, and a ScalarExpr read from a file holds no parsed
-// formula: setting the text again parses it, as an editor does when a project is opened.
-void parse_stored_expressions(qr_graph* g, qr_renderctx* ctx) {
-  for (uint32_t i = 0, n = graph_node_count(g); i < n; ++i) {
-    qr_node* node = graph_node_at(g, i);
-    if (::node_type(node) != 1053) continue;
-    float unused = 0;
-    std::string text =
-        engine_text([&](qr_char* b, int32_t c) { node_param_value_keyed(node, ctx, b, c, &unused, u"expression"); });
-    if (text.empty()) continue;
-    try {
-      node_set_param_value(node, u"expression", to_u16(text).c_str());
-    } catch (const std::exception& e) {
-      throw run_error("node '" + node_label(g, node) + "': the formula '" + text + "' is incomplete (" + e.what() + ")");
-    }
-  }
-}
-
 // Prints a progress line on standard error while a render has taken longer than a second.
 class progress_reporter {
  public:
-  progress_reporter() : tty_(isatty(STDERR_FILENO)), thread_([this] { run(); }) {}
+  explicit progress_reporter(const std::string& what)
+      : tty_(isatty(STDERR_FILENO)), what_(what), thread_([this] { run(); }) {}
   ~progress_reporter() {
     {
       std::lock_guard<std::mutex> g(m_);
@@ -300,11 +236,15 @@ class progress_reporter {
   std::thread thread_;
 };
 
-}  // namespace
-
-int cmd_render(const std::vector<std::string>& args) {
-  render_options o = parse_options(args);
+void run_render(const render_options& o) {
+  if (o.project_path.empty()) throw usage_error("no project file given");
+  if (o.outputs.empty()) throw usage_error("no output file given (-o OUT.png)");
+  if (o.outputs.size() > 1 && o.outputs.size() != std::max<std::size_t>(o.nodes.size(), 1))
+    throw usage_error("give one -o, or one -o for each --node");
   engine_session session(o.verbose);
+  // Each render is divided over the processors; frames in several workers share them out.
+  const uint32_t jobs = o.has_frames ? (o.jobs ? o.jobs : default_jobs()) : 1;
+  engine_set_render_threads(o.threads ? o.threads : std::max<uint32_t>(1, default_jobs() / jobs));
   loaded_project loaded(o.project_path);
   qr_project* p = loaded.project;
   qr_graph* g = find_graph(p, o.graph, nullptr);
@@ -319,6 +259,8 @@ int cmd_render(const std::vector<std::string>& args) {
     else if (nodes.size() == 1) outputs.push_back(o.outputs[0]);
     else outputs.push_back(with_suffix(o.outputs[0], node_label(g, nodes[i])));
   }
+  std::vector<image_format> formats;
+  for (const std::string& out : outputs) formats.push_back(format_for(out, o.depth));
   std::set<std::string> distinct(outputs.begin(), outputs.end());
   if (distinct.size() != outputs.size()) throw usage_error("two nodes would write the same file");
   for (const std::string& out : outputs) {
@@ -361,13 +303,11 @@ int cmd_render(const std::vector<std::string>& args) {
   parse_stored_expressions(g, ctx);
   for (const std::string& s : o.sets) apply_set(g, s);
 
-  uint32_t frames = o.has_frames ? o.last_frame - o.first_frame + 1 : 1;
   if (o.has_frames) project_anim_start(p, o.first_frame, o.last_frame);
   else project_animedit_set_normalized_time(p, o.time);
 
-  progress_reporter progress;
-  for (uint32_t f = 0; f < frames; ++f) {
-    uint32_t frame = o.first_frame + f;
+  // Renders every node at one frame (or at --time), writes their files and gives the JSON lines.
+  auto render_frame = [&](uint32_t frame) {
     if (o.has_frames) {
       project_anim_set_curframe(p, frame);
       float t = o.last_frame == o.first_frame
@@ -375,26 +315,109 @@ int cmd_render(const std::vector<std::string>& args) {
                     : static_cast<float>(frame - o.first_frame) / static_cast<float>(o.last_frame - o.first_frame);
       project_animedit_set_normalized_time(p, t);
     }
+    std::string lines;
     for (std::size_t i = 0; i < nodes.size(); ++i) {
-      std::string label = node_label(g, nodes[i]);
-      progress.job(o.has_frames ? "frame " + std::to_string(f + 1) + "/" + std::to_string(frames) + " (" + label + ")"
-                                : "rendering " + label);
-      std::string path = o.has_frames ? frame_path(outputs[i], frame) : outputs[i];
+      const std::string path = o.has_frames ? frame_path(outputs[i], frame) : outputs[i];
       auto start = std::chrono::steady_clock::now();
       node_render(nodes[i], ctx);
-      qr_char message[512] = {0};
-      engine_saveimage_png(message, 512, to_u16(std::filesystem::absolute(path).string()).c_str(), target,
-                           o.alpha);
-      if (message[0]) throw run_error("could not write " + path + ": " + to_u8(message));
+      write_image(path, target, o.alpha, formats[i]);
       double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
       if (o.json)
-        std::printf("{\"path\": %s, \"node\": %s, \"size\": [%u, %u], \"milliseconds\": %.1f}\n",
-                    json_string(path).c_str(), json_string(label).c_str(), width, height, ms);
+        lines += json_text({{"path", path}, {"node", node_label(g, nodes[i])}, {"size", {width, height}},
+                            {"milliseconds", std::round(ms * 10.0) / 10.0}}) + "\n";
     }
+    return lines;
+  };
+
+  if (!o.has_frames) {
+    progress_reporter progress("rendering " +
+                               (nodes.size() == 1 ? node_label(g, nodes[0]) : std::to_string(nodes.size()) + " nodes"));
+    std::fputs(render_frame(0).c_str(), stdout);
+  } else {
+    const uint32_t count = o.last_frame - o.first_frame + 1;
+    uint32_t done = 0;
+    std::optional<progress_reporter> progress;  // its thread starts once the workers are forked
+    run_frames(o.first_frame, o.last_frame, jobs, render_frame,
+               [&] { progress.emplace("0/" + std::to_string(count) + " frames finished"); },
+               [&](uint32_t, const std::string& lines) {
+                 std::fputs(lines.c_str(), stdout);
+                 progress->job(std::to_string(++done) + "/" + std::to_string(count) + " frames finished");
+               });
+    project_anim_end(p);
   }
-  if (o.has_frames) project_anim_end(p);
   std::fflush(stdout);
-  return 0;
+}
+
+// A check that gives `message`, with the refused value in place of %s, when `ok` refuses a value.
+CLI::Validator value_check(std::function<bool(const std::string&)> ok, std::string message) {
+  return CLI::Validator([ok, message](std::string& v) {
+    if (ok(v)) return std::string();
+    std::string m = message;
+    if (std::size_t at = m.find("%s"); at != std::string::npos) m.replace(at, 2, v);
+    return m;
+  }, "");
+}
+
+}  // namespace
+
+void add_render_command(CLI::App& app) {
+  auto o = std::make_shared<render_options>();
+  CLI::App* cmd = app.add_subcommand(
+      "render", "Renders a node of the active graph (or of the first graph when none is active) to an image file.");
+  cmd->footer(
+      "The node rendered by default is what the graph's first Output node receives, else the last node\n"
+      "whose output nothing uses. A node is named by its name, its index in the graph or its type name.\n"
+      "With several --node and one -o, each file gets '-NODE' before its extension. With --frames the\n"
+      "output holds a frame number pattern: %d (or %04d and the like) or a run of # (zero-padded to its\n"
+      "length); time runs from 0 at the first frame to 1 at the last.\n"
+      "A name ending in .exr gives an OpenEXR file whose values are the rendered floats, also above 1\n"
+      "and below 0. Any other name gives a PNG. 8-bit PNG is the engine's own: q = trunc(v * 255 + 0.5),\n"
+      "255 when bit 8 of q is set, else its low 8 bits. 16-bit PNG scales that rule to 65535:\n"
+      "q = trunc(v * 65535 + 0.5), 65535 when bit 16 of q is set, else its low 16 bits; so values\n"
+      "up to 2 saturate, small negative values give the top value, and larger values wrap around.");
+  cmd->add_option("project", o->project_path, "the project file")->type_name("PROJECT.xml");
+  cmd->add_option("-o,--output", o->outputs, "the image to write; one per --node, or one for all")
+      ->type_name("FILE")->allow_extra_args(false);
+  cmd->add_option("--graph", o->graph, "the graph to render from, by name or index")
+      ->type_name("NAME|INDEX")
+      ->check(value_check([](const std::string& v) { return !v.empty(); }, "needs a name or an index"));
+  cmd->add_option("--node", o->nodes, "a node to render (repeatable)")
+      ->type_name("NAME|INDEX")->allow_extra_args(false);
+  cmd->add_option("--size", "image size (default: the project's render size)")
+      ->type_name("WxH")
+      ->check(value_check([o](const std::string& v) { return parse_size(v, o->width, o->height); },
+                          "bad size '%s': give WIDTHxHEIGHT, each 1 to 32768"));
+  cmd->add_flag("--alpha", o->alpha, "write RGBA instead of RGB");
+  cmd->add_option("--set", o->sets, "set a parameter first (repeatable)")
+      ->type_name("NODE.PARAM=VALUE")->allow_extra_args(false);
+  CLI::Option* time = cmd->add_option("--time", o->time, "animation time, 0 to 1 (default 0)")
+                          ->type_name("T")
+                          ->check(value_check([](const std::string& v) {
+                            char* end = nullptr;
+                            double t = std::strtod(v.c_str(), &end);
+                            return !v.empty() && !*end && t >= 0.0 && t <= 1.0;
+                          }, "bad time '%s': give a number from 0 to 1"));
+  CLI::Option* frames =
+      cmd->add_option("--frames", "render the animation frames A to B")
+          ->type_name("A-B")
+          ->check(value_check([o](const std::string& v) { return parse_frames(v, o->first_frame, o->last_frame); },
+                              "bad frame range '%s': give FIRST-LAST, e.g. 0-24"));
+  time->excludes(frames);
+  cmd->add_option("--depth", o->depth, "bits per channel: PNG 8 (default) or 16, EXR 16 (half, default) or 32")
+      ->type_name("BITS")->check(CLI::IsMember({8, 16, 32}));
+  cmd->add_option("--jobs", o->jobs, "frames rendered at once, in worker processes (default: one per processor)")
+      ->type_name("N")->check(CLI::Range(1, 1024));
+  cmd->add_option("--threads", o->threads,
+                  "threads each render is divided over; the pixels are the same for every number (default: one\n"
+                  "per processor, shared among the --jobs workers)")
+      ->type_name("N")->check(CLI::Range(1, 1024));
+  cmd->add_flag("--preview", o->preview, "render as an editor preview");
+  cmd->add_flag("--json", o->json, "a JSON line per file: path, node, size, milliseconds");
+  cmd->add_flag("--verbose", o->verbose, "show the engine's debug messages on stderr");
+  cmd->callback([o, frames] {
+    o->has_frames = frames->count() > 0;
+    run_render(*o);
+  });
 }
 
 }  // namespace quorin_cli

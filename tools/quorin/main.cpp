@@ -1,48 +1,48 @@
-// quorin: renders project files to PNG and lists what projects and the node catalogue hold.
+// quorin: renders project files to images and lists what projects and the node catalogue hold.
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <new>
 #include <string>
-#include <vector>
 
 #include "cli.h"
 
-namespace {
-
-const char* const usage_text =
-    "usage: quorin <command> [options]\n"
-    "\n"
-    "commands:\n"
-    "  render PROJECT.xml -o OUT.png   render a node of a project to a PNG file\n"
-    "  info PROJECT.xml                show a project's settings, graphs, nodes and assets\n"
-    "  nodes [TYPE]                    list the node types, or describe one\n"
-    "\n"
-    "'quorin <command> --help' describes a command's options.\n";
-
-}  // namespace
-
 int main(int argc, char** argv) {
   using namespace quorin_cli;
-  std::vector<std::string> args(argv + 1, argv + argc);
-  if (args.empty()) {
-    std::fputs(usage_text, stderr);
-    return 2;
-  }
-  std::string command = args.front();
-  args.erase(args.begin());
+  CLI::App app{"Renders node-graph projects to images and lists what projects and the node catalogue hold.",
+               "quorin"};
+  app.get_formatter()->label("Usage", "usage");
+  app.get_formatter()->column_width(28);
+  app.set_version_flag("--version", "quorin " QUORIN_VERSION);
+  app.require_subcommand(1);
+  add_render_command(app);
+  add_info_command(app);
+  add_nodes_command(app);
+  add_serve_command(app);
+  app.footer("'quorin <command> --help' describes a command's options.");
+
+  // The subcommand named on the line, for the hint after a mistake.
+  std::string command;
+  for (const CLI::App* sub : app.get_subcommands({}))
+    if (argc > 1 && sub->check_name(argv[1])) command = argv[1];
+  const std::string hint = "(see 'quorin --help'" + (command.empty() ? "" : " or 'quorin " + command + " --help'") + ")";
   try {
-    if (command == "render") return cmd_render(args);
-    if (command == "info") return cmd_info(args);
-    if (command == "nodes") return cmd_nodes(args);
-    if (command == "--help" || command == "-h" || command == "help") {
-      std::fputs(usage_text, stdout);
-      return 0;
+    if (command.empty() && argc > 1 && argv[1][0] != '-')
+      throw usage_error("unknown command '" + std::string(argv[1]) + "'");
+    app.parse(argc, argv);
+    return 0;
+  } catch (const CLI::Success& e) {  // --help, --version
+    return app.exit(e);
+  } catch (const CLI::ParseError& e) {
+    if (argc == 1) {
+      std::fputs(app.help().c_str(), stderr);
+      return 2;
     }
-    throw usage_error("unknown command '" + command + "'");
+    std::fprintf(stderr, "quorin: %s\n%s\n", e.what(), hint.c_str());
+    return 2;
   } catch (const usage_error& e) {
-    std::fprintf(stderr, "quorin: %s\n(see 'quorin --help' or 'quorin %s --help')\n", e.what(),
-                 command.c_str());
+    std::fprintf(stderr, "quorin: %s\n%s\n", e.what(), hint.c_str());
     return 2;
   } catch (const run_error& e) {
     std::fprintf(stderr, "quorin: error: %s\n", e.what());

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include "core/imgbuf.h"
+#include "core/row_bands.h"
 #include "document/node.h"
 #include "eval/fetch.h"
 

@@ -163,18 +163,22 @@ void horizontal_body(const gradient_params& p, imgbuf4f& out) {
   float* first = row_ptr(out, 0);
   axis_row<H>(p.horz, p.repeat, out.width, first);
   std::size_t bytes = static_cast<std::size_t>(out.width) * 16;
-  for (uint32_t r = 1; r < out.height; ++r) std::memcpy(row_ptr(out, r), first, bytes);
+  for_row_bands(out.height - 1, [&](uint32_t b, uint32_t e) {
+    for (uint32_t r = b + 1; r < e + 1; ++r) std::memcpy(row_ptr(out, r), first, bytes);
+  });
 }
 
 template <uint32_t V>
 void vertical_body(const gradient_params& p, imgbuf4f& out) {
   axis_t ax(p.vert, out.height);
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float col[4];
-    axis_color<V>(ax, p.repeat, static_cast<float>(r), col);
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) put_color(px, col);
-  }
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t r = first; r < last; ++r) {
+      float col[4];
+      axis_color<V>(ax, p.repeat, static_cast<float>(r), col);
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) put_color(px, col);
+    }
+  });
 }
 
 // The two axes add and the sum is clamped to 0..1 on all four floats.
@@ -183,14 +187,16 @@ void both_body(const gradient_params& p, imgbuf4f& out) {
   std::vector<float> hrow(static_cast<std::size_t>(out.width) * 4);
   axis_row<H>(p.horz, p.repeat, out.width, hrow.data());
   axis_t ax(p.vert, out.height);
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float col[4];
-    axis_color<V>(ax, p.repeat, static_cast<float>(r), col);
-    float* px = row_ptr(out, r);
-    const float* h = hrow.data();
-    for (uint32_t c = 0; c < out.width; ++c, px += 4, h += 4)
-      for (int i = 0; i < 4; ++i) px[i] = clamp01(col[i] + h[i]);
-  }
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t r = first; r < last; ++r) {
+      float col[4];
+      axis_color<V>(ax, p.repeat, static_cast<float>(r), col);
+      float* px = row_ptr(out, r);
+      const float* h = hrow.data();
+      for (uint32_t c = 0; c < out.width; ++c, px += 4, h += 4)
+        for (int i = 0; i < 4; ++i) px[i] = clamp01(col[i] + h[i]);
+    }
+  });
 }
 
 const gradient_body_fn horizontal_bodies[4] = {horizontal_body<0>, horizontal_body<1>, horizontal_body<2>,
@@ -246,28 +252,30 @@ void circ_body_single(const circ_setup& s, imgbuf4f& out) {
   const __m128 three = _mm_set1_ps(3.0f), half = _mm_set1_ps(0.5f), tiny = _mm_set1_ps(0.000001f);
   const __m128 vcx = _mm_set1_ps(s.cx);
   uint32_t groups = out.width / 4;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float dy = static_cast<float>(r) - s.cy;
-    __m128 dy2 = _mm_set1_ps(dy * dy);
-    float* px = row_ptr(out, r);
-    uint32_t c = 0;
-    for (uint32_t g = 0; g < groups; ++g, c += 4) {
-      __m128 pxs = _mm_set_ps(static_cast<float>(c + 3), static_cast<float>(c + 2), static_cast<float>(c + 1),
-                              static_cast<float>(c));
-      __m128 dx = _mm_sub_ps(pxs, vcx);
-      __m128 sum = _mm_add_ps(_mm_add_ps(_mm_mul_ps(dx, dx), dy2), tiny);
-      __m128 e = _mm_rsqrt_ps(sum);
-      __m128 rr = _mm_mul_ps(_mm_mul_ps(_mm_sub_ps(three, _mm_mul_ps(_mm_mul_ps(e, e), sum)), _mm_mul_ps(e, half)),
-                             sum);
-      alignas(16) float rv[4];
-      _mm_store_ps(rv, rr);
-      for (int k = 0; k < 4; ++k, px += 4) put_grey(px, circ_value<Mode>(rv[k], s.R));
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t r = first; r < last; ++r) {
+      float dy = static_cast<float>(r) - s.cy;
+      __m128 dy2 = _mm_set1_ps(dy * dy);
+      float* px = row_ptr(out, r);
+      uint32_t c = 0;
+      for (uint32_t g = 0; g < groups; ++g, c += 4) {
+        __m128 pxs = _mm_set_ps(static_cast<float>(c + 3), static_cast<float>(c + 2), static_cast<float>(c + 1),
+                                static_cast<float>(c));
+        __m128 dx = _mm_sub_ps(pxs, vcx);
+        __m128 sum = _mm_add_ps(_mm_add_ps(_mm_mul_ps(dx, dx), dy2), tiny);
+        __m128 e = _mm_rsqrt_ps(sum);
+        __m128 rr = _mm_mul_ps(
+            _mm_mul_ps(_mm_sub_ps(three, _mm_mul_ps(_mm_mul_ps(e, e), sum)), _mm_mul_ps(e, half)), sum);
+        alignas(16) float rv[4];
+        _mm_store_ps(rv, rr);
+        for (int k = 0; k < 4; ++k, px += 4) put_grey(px, circ_value<Mode>(rv[k], s.R));
+      }
+      for (; c < out.width; ++c, px += 4) {
+        float dx = static_cast<float>(c) - s.cx;
+        put_grey(px, circ_value<Mode>(std::sqrt(dx * dx + dy * dy), s.R));
+      }
     }
-    for (; c < out.width; ++c, px += 4) {
-      float dx = static_cast<float>(c) - s.cx;
-      put_grey(px, circ_value<Mode>(std::sqrt(dx * dx + dy * dy), s.R));
-    }
-  }
+  });
 }
 
 // n by n samples a pixel at offsets k / n from the pixel's index, each weighted 1 / n².
@@ -275,21 +283,23 @@ template <uint32_t Mode, uint32_t N>
 void circ_body_super(const circ_setup& s, imgbuf4f& out) {
   const float step = 1.0f / static_cast<float>(N);
   const float weight = step * step;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) {
-      float v = 0.0f;
-      for (uint32_t sy = 0; sy < N; ++sy) {
-        float dy = (static_cast<float>(r) + static_cast<float>(sy) * step) - s.cy;
-        for (uint32_t sx = 0; sx < N; ++sx) {
-          float dx = (static_cast<float>(c) + static_cast<float>(sx) * step) - s.cx;
-          float rr = std::sqrt(dx * dx + dy * dy + 0.000001f);
-          v += circ_value<Mode>(rr, s.R) * weight;
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t r = first; r < last; ++r) {
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) {
+        float v = 0.0f;
+        for (uint32_t sy = 0; sy < N; ++sy) {
+          float dy = (static_cast<float>(r) + static_cast<float>(sy) * step) - s.cy;
+          for (uint32_t sx = 0; sx < N; ++sx) {
+            float dx = (static_cast<float>(c) + static_cast<float>(sx) * step) - s.cx;
+            float rr = std::sqrt(dx * dx + dy * dy + 0.000001f);
+            v += circ_value<Mode>(rr, s.R) * weight;
+          }
         }
+        put_grey(px, v);
       }
-      put_grey(px, v);
     }
-  }
+  });
 }
 
 const circ_body_fn circ_bodies[6] = {
@@ -314,15 +324,17 @@ void fill_radial_sine(const radial_sine_params& p, imgbuf4f& out) {
   float cx = static_cast<float>(out.width - 1) * 0.5f;
   float cy = static_cast<float>(out.height - 1) * 0.5f;
   float period = cx / p.octave;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float dy = static_cast<float>(r) - cy;
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) {
-      float dx = static_cast<float>(c) - cx;
-      float d = std::sqrt(dx * dx + dy * dy) / period;
-      put_grey(px, (std::cos(two_pi * d) + 1.0f) * 0.5f);
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t r = first; r < last; ++r) {
+      float dy = static_cast<float>(r) - cy;
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) {
+        float dx = static_cast<float>(c) - cx;
+        float d = std::sqrt(dx * dx + dy * dy) / period;
+        put_grey(px, (std::cos(two_pi * d) + 1.0f) * 0.5f);
+      }
     }
-  }
+  });
 }
 
 // ---- routines --------------------------------------------------------------------------------------

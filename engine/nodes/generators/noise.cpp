@@ -167,14 +167,16 @@ void octave_body(const octave_noise_params& p, imgbuf4f& out) {
   const float* table = table_for<Row>(p.seed);
   float w = 1.0f / p.size;
   std::vector<float> xs = column_coords(out.width, w);
-  std::vector<float> acc(out.width), noise = noise_scratch(out.width);
-  Row row;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float y = static_cast<float>(r) * w;
-    octave_sum_row<Row, Term>(row, table, xs.data(), y, p, acc.data(), noise.data(), out.width);
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(acc[c]));
-  }
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    std::vector<float> acc(out.width), noise = noise_scratch(out.width);
+    Row row;
+    for (uint32_t r = first; r < last; ++r) {
+      float y = static_cast<float>(r) * w;
+      octave_sum_row<Row, Term>(row, table, xs.data(), y, p, acc.data(), noise.data(), out.width);
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(acc[c]));
+    }
+  });
 }
 
 const octave_body_fn turbulence_classic[3] = {
@@ -202,14 +204,17 @@ template <class Row, class Map>
 void noise_body(const value_noise_params& p, imgbuf4f& out) {
   const float* table = table_for<Row>(p.seed);
   float w = 1.0f / p.size;
-  std::vector<float> xs = column_coords(out.width, w), noise = noise_scratch(out.width);
-  Row row;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    row.start(table, static_cast<float>(r) * w);
-    row.eval(1.0f, xs.data(), out.width, noise.data());
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(noise[c]));
-  }
+  std::vector<float> xs = column_coords(out.width, w);
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    std::vector<float> noise = noise_scratch(out.width);
+    Row row;
+    for (uint32_t r = first; r < last; ++r) {
+      row.start(table, static_cast<float>(r) * w);
+      row.eval(1.0f, xs.data(), out.width, noise.data());
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, Map::apply(noise[c]));
+    }
+  });
 }
 
 const noise_body_fn noise_classic[6] = {
@@ -248,17 +253,19 @@ void marble_body(const marble_params& p, imgbuf4f& out) {
   float w = 1.0f / p.size;
   float limit = static_cast<float>(1u << p.octaves);
   std::vector<float> xs = column_coords(out.width, w);
-  std::vector<float> acc(out.width), noise = noise_scratch(out.width);
-  Row row;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float y = static_cast<float>(r) * w;
-    turbulence_row(row, table, xs.data(), y, limit, acc.data(), noise.data(), out.width);
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) {
-      float t = acc[c] * p.amplitude;
-      put_grey(px, Veins::value(t, xs[c], y, pi));
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    std::vector<float> acc(out.width), noise = noise_scratch(out.width);
+    Row row;
+    for (uint32_t r = first; r < last; ++r) {
+      float y = static_cast<float>(r) * w;
+      turbulence_row(row, table, xs.data(), y, limit, acc.data(), noise.data(), out.width);
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) {
+        float t = acc[c] * p.amplitude;
+        put_grey(px, Veins::value(t, xs[c], y, pi));
+      }
     }
-  }
+  });
 }
 
 const marble_body_fn marble_bodies[9] = {
@@ -281,20 +288,22 @@ void wood_body(const wood_rings_params& p, imgbuf4f& out) {
   float limit = static_cast<float>(1u << p.toctaves);
   // The noise lattice has a fixed scale of 16 pixels a cell.
   std::vector<float> xs = column_coords(out.width, 0.0625f);
-  std::vector<float> acc(out.width), noise = noise_scratch(out.width);
-  Row row;
-  for (uint32_t r = 0; r < out.height; ++r) {
-    turbulence_row(row, table, xs.data(), static_cast<float>(r) * 0.0625f, limit, acc.data(), noise.data(),
-                   out.width);
-    float dy = static_cast<float>(r) - cy;
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) {
-      float t = acc[c] * p.amplitude;
-      float dx = static_cast<float>(c) - cx;
-      float d = std::sqrt(dx * dx + dy * dy) / period;
-      put_grey(px, (std::cos(two_pi * (d + t)) + 1.0f) * 0.5f);
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    std::vector<float> acc(out.width), noise = noise_scratch(out.width);
+    Row row;
+    for (uint32_t r = first; r < last; ++r) {
+      turbulence_row(row, table, xs.data(), static_cast<float>(r) * 0.0625f, limit, acc.data(), noise.data(),
+                     out.width);
+      float dy = static_cast<float>(r) - cy;
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) {
+        float t = acc[c] * p.amplitude;
+        float dx = static_cast<float>(c) - cx;
+        float d = std::sqrt(dx * dx + dy * dy) / period;
+        put_grey(px, (std::cos(two_pi * (d + t)) + 1.0f) * 0.5f);
+      }
     }
-  }
+  });
 }
 
 const wood_body_fn wood_bodies[3] = {wood_body<cubic_row_t>, wood_body<linear_row_t>, wood_body<cosine_row_t>};
@@ -307,11 +316,13 @@ void fill_sine_plasma(const sine_plasma_params& p, imgbuf4f& out) {
   const float D = static_cast<float>(std::atan(1.0) * 4.0 / 180.0);
   std::vector<float> sx(out.width);
   for (uint32_t c = 0; c < out.width; ++c) sx[c] = std::sin(static_cast<float>(c) * p.xphase * D);
-  for (uint32_t r = 0; r < out.height; ++r) {
-    float sy = std::sin(static_cast<float>(r) * p.yphase * D);
-    float* px = row_ptr(out, r);
-    for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, (sx[c] + 2.0f + sy) * 0.25f);
-  }
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t r = first; r < last; ++r) {
+      float sy = std::sin(static_cast<float>(r) * p.yphase * D);
+      float* px = row_ptr(out, r);
+      for (uint32_t c = 0; c < out.width; ++c, px += 4) put_grey(px, (sx[c] + 2.0f + sy) * 0.25f);
+    }
+  });
 }
 
 void fill_turbulence(const octave_noise_params& p, imgbuf4f& out) {

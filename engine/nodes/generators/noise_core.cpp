@@ -2,6 +2,9 @@
 
 #include <emmintrin.h>
 
+#include <atomic>
+#include <mutex>
+
 #include "core/tables.h"
 
 namespace quorin_engine {
@@ -28,7 +31,10 @@ const int32_t simplex_gradients[12][3] = {{1, 1, 0},  {-1, 1, 0},  {1, -1, 0},  
 namespace {
 
 float base_table[256];
-bool base_table_built = false;
+std::atomic<bool> base_table_built{false};
+// Tables are built lazily, possibly by several bands of one render at once: the first to get here
+// builds under this lock and publishes the result; later readers see it without locking.
+std::mutex table_build_lock;
 
 // (s & 0x7FFFFFFF) / 2147483647.0 in double precision, rounded to float.
 inline float register_fraction(uint32_t s) {
@@ -38,29 +44,37 @@ inline float register_fraction(uint32_t s) {
 }  // namespace
 
 const float* base_value_table() {
-  if (!base_table_built) {
-    uint32_t s = 42330;
-    for (float& v : base_table) {
-      s = lfsr32_step(s);
-      v = register_fraction(s);
+  if (!base_table_built.load(std::memory_order_acquire)) {
+    std::lock_guard<std::mutex> g(table_build_lock);
+    if (!base_table_built.load(std::memory_order_relaxed)) {
+      uint32_t s = 42330;
+      for (float& v : base_table) {
+        s = lfsr32_step(s);
+        v = register_fraction(s);
+      }
+      base_table_built.store(true, std::memory_order_release);
     }
-    base_table_built = true;
   }
   return base_table;
 }
 
 const float* seed_value_table(uint32_t seed) {
   if (seed >= seed_table_slots) seed = seed_table_slots - 1;
-  float* table = seed_value_tables[seed];
+  std::atomic_ref<float*> slot(seed_value_tables[seed]);
+  float* table = slot.load(std::memory_order_acquire);
   if (!table) {
-    table = new float[256];
-    uint32_t s = seed == 0 ? 42330u : seed;
-    for (int i = 0; i < 256; ++i) {
-      s = lfsr32_step(s);
-      float v = register_fraction(s);
-      table[i] = v * 2.0f - 1.0f;
+    std::lock_guard<std::mutex> g(table_build_lock);
+    table = slot.load(std::memory_order_relaxed);
+    if (!table) {
+      table = new float[256];
+      uint32_t s = seed == 0 ? 42330u : seed;
+      for (int i = 0; i < 256; ++i) {
+        s = lfsr32_step(s);
+        float v = register_fraction(s);
+        table[i] = v * 2.0f - 1.0f;
+      }
+      slot.store(table, std::memory_order_release);
     }
-    seed_value_tables[seed] = table;
   }
   return table;
 }

@@ -71,10 +71,12 @@ namespace {
 // Fills the image with color2 where Pick(x, y) is true, else color1.
 template <class Pick>
 void fill_two_colors(const pow2_pattern_params& p, imgbuf4f& out, Pick pick) {
-  for (uint32_t y = 0; y < out.height; ++y) {
-    float* px = row_ptr(out, y);
-    for (uint32_t x = 0; x < out.width; ++x, px += 4) put_color(px, pick(x, y) ? p.color2 : p.color1);
-  }
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t y = first; y < last; ++y) {
+      float* px = row_ptr(out, y);
+      for (uint32_t x = 0; x < out.width; ++x, px += 4) put_color(px, pick(x, y) ? p.color2 : p.color1);
+    }
+  });
 }
 
 }  // namespace
@@ -112,20 +114,22 @@ void fill_bricks(const bricks_params& p, imgbuf4f& out) {
   const uint32_t m = p.mortar_thickness, bw = p.brick_width, bh = p.brick_height;
   const uint32_t xo = p.x_offset, yo = p.y_offset;
   const uint32_t course_h = m + bh, course_w = m + bw;
-  for (uint32_t y = 0; y < out.height; ++y) {
-    uint32_t yy = y + yo;
-    uint32_t course = yy / course_h;
-    uint32_t r = yy % course_h;
-    uint32_t s = (course & 1u) ? course_w >> 1 : 0u;
-    bool row_mortar = r < m || r >= bh;
-    // The vertical offset shifts the bond sideways as well.
-    uint32_t base = yo + s + xo;
-    float* px = row_ptr(out, y);
-    for (uint32_t x = 0; x < out.width; ++x, px += 4) {
-      uint32_t u = (base + x) % course_w;
-      put_color(px, (row_mortar || u < m || u >= bw) ? p.mortar_color : p.brick_color);
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t y = first; y < last; ++y) {
+      uint32_t yy = y + yo;
+      uint32_t course = yy / course_h;
+      uint32_t r = yy % course_h;
+      uint32_t s = (course & 1u) ? course_w >> 1 : 0u;
+      bool row_mortar = r < m || r >= bh;
+      // The vertical offset shifts the bond sideways as well.
+      uint32_t base = yo + s + xo;
+      float* px = row_ptr(out, y);
+      for (uint32_t x = 0; x < out.width; ++x, px += 4) {
+        uint32_t u = (base + x) % course_w;
+        put_color(px, (row_mortar || u < m || u >= bw) ? p.mortar_color : p.brick_color);
+      }
     }
-  }
+  });
 }
 
 // ---- fixed figures ---------------------------------------------------------------------------------
@@ -163,20 +167,23 @@ bool octogon_border(uint32_t x, uint32_t y) {
 }
 }  // namespace
 
-void fill_hexagons(imgbuf4f& out) {
-  for (uint32_t y = 0; y < out.height; ++y) {
-    float* px = row_ptr(out, y);
-    for (uint32_t x = 0; x < out.width; ++x, px += 4)
-      put_color(px, hexagon_outline(x, y) ? figure_outline : figure_fill);
-  }
+namespace {
+// Paints each pixel in one of two colours as figure(x, y) says.
+template <class Figure>
+void fill_figure(imgbuf4f& out, Figure figure, const float* on, const float* off) {
+  for_row_bands(out.height, [&](uint32_t first, uint32_t last) {
+    for (uint32_t y = first; y < last; ++y) {
+      float* px = row_ptr(out, y);
+      for (uint32_t x = 0; x < out.width; ++x, px += 4) put_color(px, figure(x, y) ? on : off);
+    }
+  });
 }
+}  // namespace
+
+void fill_hexagons(imgbuf4f& out) { fill_figure(out, hexagon_outline, figure_outline, figure_fill); }
 
 void fill_octogons(const octogons_params& p, imgbuf4f& out) {
-  for (uint32_t y = 0; y < out.height; ++y) {
-    float* px = row_ptr(out, y);
-    for (uint32_t x = 0; x < out.width; ++x, px += 4)
-      put_color(px, octogon_border(x, y) ? p.border_color : p.fill_color);
-  }
+  fill_figure(out, octogon_border, p.border_color, p.fill_color);
 }
 
 // ---- Squares and Dots ------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-// Shared by the end-to-end suites: scratch files and runs of the quorin command.
+// Runs the quorin command of this build and reads what it writes, for the end-to-end tests.
 #pragma once
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,10 +9,11 @@
 #include <iterator>
 #include <string>
 
-namespace e2e {
+namespace quorin_e2e {
 
 namespace fs = std::filesystem;
 
+inline const std::string examples = QUORIN_SOURCE_DIR "/examples/";
 inline const fs::path dir = fs::temp_directory_path() / ("quorin_e2e_" + std::to_string(::getpid()));
 
 struct result { int status; std::string out, err; };
@@ -39,4 +40,4 @@ inline std::string read_file(const fs::path& p) {
   return std::string(std::istreambuf_iterator<char>(f), {});
 }
 
-}  // namespace e2e
+}  // namespace quorin_e2e
