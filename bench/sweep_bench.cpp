@@ -104,8 +104,8 @@ void register_catalogue_benchmarks() {
     benchmark::RegisterBenchmark(("Threads/" + narrow(c.type)).c_str(),
                                  [&c](benchmark::State& s) { threaded(s, c); })
         ->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark("Threads/example:generators", [](benchmark::State& s) {
-    threaded_graph(s, QUORIN_SOURCE_DIR u"/examples/generators.xml");
+  benchmark::RegisterBenchmark("Threads/example:heightmap", [](benchmark::State& s) {
+    threaded_graph(s, QUORIN_SOURCE_DIR u"/examples/heightmap.xml");
   })->Arg(1)->Arg(2)->UseRealTime()->Unit(benchmark::kMillisecond);
 }
 

@@ -1,6 +1,8 @@
 // The process-wide blur weight tables and noise seed tables.
 #include "core/tables.h"
 
+#include "nodes/operators/blur.h"
+
 namespace quorin_engine {
 
 blur_weight_table* box_weights = nullptr;
@@ -9,7 +11,7 @@ blur_weight_table* bartlett_weights = nullptr;
 float* seed_value_tables[seed_table_slots] = {};
 uint8_t* seed_tables_marker = nullptr;
 
-void free_blur_weights(blur_weights*) {}
+void free_blur_weights(blur_kernel* weights) { delete weights; }
 
 void build_tables() {
   box_weights = new blur_weight_table;
@@ -23,7 +25,7 @@ namespace {
 
 void free_weight_table(blur_weight_table* table) {
   if (!table) return;
-  for (blur_weights* w : table->slots)
+  for (blur_kernel* w : table->slots)
     if (w) free_blur_weights(w);
   delete table;
 }

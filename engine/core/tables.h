@@ -5,11 +5,11 @@
 
 namespace quorin_engine {
 
-struct blur_weights;  // one lazily built kernel of the blur family
+struct blur_kernel;  // one lazily built kernel of the blur family
 
 struct blur_weight_table {
   uint32_t head_guard = 0xfeedcafe;
-  blur_weights* slots[255] = {};
+  blur_kernel* slots[255] = {};
   uint32_t tail_guard = 0xcafefeed;
 };
 
@@ -18,7 +18,7 @@ extern blur_weight_table* box_weights;
 extern blur_weight_table* gaussian_weights;
 extern blur_weight_table* bartlett_weights;
 // Frees one slot's object; defined by the blur family.
-void free_blur_weights(blur_weights* weights);
+void free_blur_weights(blur_kernel* weights);
 
 // Seed tables: 5001 slots (seeds 0 to 5000), each null or owning 256 floats made with
 // new float[256]. The marker is one byte made with new uint8_t; it says that the slots were cleared.

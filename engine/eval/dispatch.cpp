@@ -13,6 +13,10 @@
 #include "nodes/operators/dynamic_range.h"
 #include "nodes/generators/noise.h"
 #include "nodes/generators/patterns.h"
+#include "nodes/operators/blur.h"
+#include "nodes/operators/convolution.h"
+#include "nodes/operators/heightmap.h"
+#include "nodes/operators/selective_blur.h"
 
 // -- end of family headers --
 
@@ -123,12 +127,29 @@ const dispatch_entry dispatch_table[] = {
     {1085, render_HSVMux},
 
     // -- blur --
+    {1005, render_Blur},
+    {1006, render_MotionBlur},
+    {1070, render_VarBlur},
+    {1091, render_IrregularBlur},
 
     // -- selective blur --
+    {1073, render_SelectiveBlur},
+    {1074, render_SelectiveVarBlur},
 
     // -- convolution and morphology --
+    {1010, render_EdgeDetect},
+    {1011, render_Emboss},
+    {1012, render_Dilation},
+    {1013, render_Erosion},
+    {1043, render_Sharpen},
+    {1075, render_Highpass},
+    {1090, render_RegionGrowGrey},
 
     // -- height maps --
+    {1060, render_Lighting},
+    {1086, render_NormalMap},
+    {1088, render_NormalMapCopper},
+    {1089, render_AOMapCopper},
 
     {0xffffffffu, nullptr},
 };

@@ -33,12 +33,13 @@ from ._quorin import (
     node_type,
     node_types,
     save_png,
+    set_render_threads,
 )
 
 __all__ = [
     "Asset", "AssetList", "DeletedError", "ExpressionError", "FrameIterator", "Graph", "GraphList",
     "Node", "NodeList", "NodeType", "Params", "ParamSpec", "Port", "Project", "ProjectError",
-    "Settings", "node_type", "node_types", "save_png",
+    "Settings", "node_type", "node_types", "save_png", "set_render_threads",
 ]
 
 

@@ -83,6 +83,9 @@ def node_types() -> list[NodeType]:
 def node_type(name: str) -> NodeType:
     """The node type of that exact name; KeyError listing the known names if there is none."""
 
+def set_render_threads(n: int) -> None:
+    """Divides each render over n threads (0: one per processor; default 1). Same pixels for every n."""
+
 def save_png(image: npt.ArrayLike, path: _Path, *, alpha: bool = False) -> None:
     """Writes an array of shape (height, width, 4) as an 8-bit PNG (RGB, or RGBA with alpha=True)."""
 

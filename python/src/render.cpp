@@ -225,6 +225,16 @@ void bind_render(py::module_& m) {
         return py::make_tuple(f, image);
       });
 
+  m.def(
+      "set_render_threads",
+      [](uint32_t n) {
+        engine_guard g = lock_engine();  // never while a render runs
+        engine_set_render_threads(n);
+      },
+      py::arg("n"),
+      "Divides each render over n threads (0: one per processor; the default is 1, which starts no\n"
+      "thread). The pixels are the same for every n.");
+
   m.def("save_png", &save_png, py::arg("image"), py::arg("path"), py::kw_only(), py::arg("alpha") = false,
         "Writes an array of shape (height, width, 4) as an 8-bit PNG: RGB, or RGBA with alpha=True,\n"
         "exactly as the quorin command writes its images. OSError if the file cannot be written.");

@@ -40,6 +40,17 @@ def test_python_renders_match_the_command(project, tmp_path, quorin_command):
     np.testing.assert_array_equal(read_png(out), to_bytes(noise.render(40, 30)))
 
 
+def test_divided_renders_give_the_same_pixels(project):
+    noise, grad = build_scene(project)
+    one = noise.render(67, 45)
+    try:
+        for n in (2, 0, 5):
+            quorin.set_render_threads(n)
+            np.testing.assert_array_equal(noise.render(67, 45), one)
+    finally:
+        quorin.set_render_threads(1)
+
+
 def test_render_hands_over_the_engines_image_without_a_copy(project):
     noise, grad = build_scene(project)
     a, b = noise.render(32, 16), noise.render(32, 16)
