@@ -11,8 +11,9 @@ seconds=${2:?usage: scripts/fuzz.sh TARGET SECONDS [libFuzzer options]}
 shift 2
 build=${QUORIN_FUZZ_BUILD:-build-fuzz}
 
-# Formulas are short, and the parser recurses once per bracket or sign: the render command refuses
-# formulas nested past 1024 levels, so the expression target stays within that length.
+# Formulas are short, and the parser recurses once per bracket or sign, as deep as the text asks
+# (the render command refuses formulas nested past 256 levels): the expression target stays within
+# 1024 bytes, whose nesting the fuzzer build's stack still follows.
 opts=()
 case $target in
   project)   dict=project;   seeds=(examples/*.xml) ;;
