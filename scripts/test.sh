@@ -1,8 +1,48 @@
 #!/usr/bin/env bash
-# The project's test command: installs what is needed, builds with -j2 and runs every test.
+# The project's test command, and all that CI runs (.ci/run calls it): installs what is needed,
+# builds with -j2 and runs every test. Then, unless QUORIN_QUICK=1, two hardening stages:
+#  - the whole suite once more in a build with AddressSanitizer and UndefinedBehaviorSanitizer
+#    (build-asan), stopping at the first report;
+#  - each fuzz target (build-fuzz, clang) for QUORIN_FUZZ_SECONDS (default 20) over its corpus.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
+stage() { echo "== $1 ($(date -u +%T))"; }
+
+stage "build and test"
 cmake -S . -B build -DCMAKE_BUILD_TYPE=Release
 cmake --build build -j2
-cd build && ctest --output-on-failure -j2
+(cd build && ctest --output-on-failure -j2)
+
+if [ "${QUORIN_QUICK:-0}" = 1 ]; then
+  stage "QUORIN_QUICK=1: sanitizer suite and fuzz runs skipped"
+  exit 0
+fi
+
+stage "sanitizer build of the whole suite"
+# Neither the benchmarks nor the Python package: the Python suites would load the instrumented
+# extension into an uninstrumented interpreter, which the sanitizer runtime refuses; they run in
+# the stage above.
+cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Release -DQUORIN_SANITIZE=ON \
+  -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON -DCMAKE_DISABLE_FIND_PACKAGE_pybind11=ON
+cmake --build build-asan -j2
+# A C host that links the library alone gets the runtime through it (verify_asan_link_order=0);
+# fontconfig's caches stay until exit.
+(cd build-asan &&
+  ASAN_OPTIONS=halt_on_error=1:detect_leaks=1:abort_on_error=1:verify_asan_link_order=0 \
+  LSAN_OPTIONS=suppressions="$PWD/../scripts/lsan.supp":print_suppressions=0 \
+  UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 \
+  ctest --output-on-failure -j2)
+
+stage "fuzz targets, ${QUORIN_FUZZ_SECONDS:-20} s each"
+mkdir -p build-fuzz
+for target in project decode dds tga nodetypes expr color; do
+  log=build-fuzz/ci-$target.log
+  if ! bash scripts/fuzz.sh "$target" "${QUORIN_FUZZ_SECONDS:-20}" > "$log" 2>&1; then
+    tail -n 80 "$log"
+    echo "fuzz target $target failed; the input is in build-fuzz/crashes/" >&2
+    exit 1
+  fi
+  echo "$target: $(grep -E '^#[0-9]+ +DONE' "$log" | tail -n 1)"
+done
+stage "done"

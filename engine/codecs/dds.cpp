@@ -412,6 +412,10 @@ imgbuf4f* dds_load(const uint8_t* data, uint32_t size, std::string& message) {
     return nullptr;
   }
 
+  // Rows without a pixel (or without a whole block) need no conversion; a header of width 0 and
+  // a height of a billion must not cost a billion empty row calls.
+  if (blocks ? width / 4 == 0 : width == 0) return image;
+
   const uint8_t* src = data + 128;
   if (!blocks) {
     const row_converter convert = mask ? mask->convert : coded->convert_row;

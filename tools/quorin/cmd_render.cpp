@@ -19,6 +19,7 @@
 
 #include "cli.h"
 #include "frame_jobs.h"
+#include "guards.h"
 #include "image_files.h"
 
 namespace quorin_cli {
@@ -276,6 +277,7 @@ void run_render(const render_options& o) {
   if (width == 0 || height == 0 || width > 32768 || height > 32768)
     throw run_error("the project's render size " + std::to_string(width) + "x" + std::to_string(height) +
                     " cannot be rendered; give --size");
+  check_render_limits(p, g, nodes, width, height);
 
   uint32_t weight = 0;
   for (qr_node* n : nodes) weight = std::max(weight, upstream_weight(n, 0));

@@ -1,0 +1,7 @@
+// The node type document loader over arbitrary bytes.
+#include "readers.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  quorin_fuzz::nodetypes(data, size);
+  return 0;
+}

@@ -1,0 +1,7 @@
+// The TGA loader alone over arbitrary bytes.
+#include "readers.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  quorin_fuzz::tga(data, size);
+  return 0;
+}
