@@ -8,7 +8,7 @@ packages=(build-essential cmake pkg-config
           libcli11-dev nlohmann-json3-dev libopenexr-dev
           libcpp-httplib-dev nodejs chromium
           python3-dev python3-pybind11 python3-numpy python3-distributed python3-pytest
-          clang libclang-rt-14-dev llvm)  # the fuzz targets: clang with libFuzzer and the sanitizers
+          clang libclang-rt-14-dev libomp-14-dev llvm)  # the fuzz targets: clang with libFuzzer and the sanitizers
 # The editor's page is bundled from npm packages at build time; npm comes with some nodejs builds.
 command -v npm >/dev/null 2>&1 || packages+=(npm)
 missing=()

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # The project's test command, and all that CI runs (.ci/run calls it): installs what is needed,
-# builds with -j2 and runs every test. Then, unless QUORIN_QUICK=1, two hardening stages:
+# builds with -j2 and runs every test. Then, unless QUORIN_QUICK=1, three hardening stages:
 #  - the whole suite once more in a build with AddressSanitizer and UndefinedBehaviorSanitizer
 #    (build-asan), stopping at the first report;
-#  - each fuzz target (build-fuzz, clang) for QUORIN_FUZZ_SECONDS (default 20) over its corpus.
+#  - each fuzz target (build-fuzz, clang) for QUORIN_FUZZ_SECONDS (default 20) over its corpus;
+#  - the threaded renders under ThreadSanitizer (build-tsan, clang).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -15,7 +16,7 @@ cmake --build build -j2
 (cd build && ctest --output-on-failure -j2)
 
 if [ "${QUORIN_QUICK:-0}" = 1 ]; then
-  stage "QUORIN_QUICK=1: sanitizer suite and fuzz runs skipped"
+  stage "QUORIN_QUICK=1: sanitizer, fuzz and thread sanitizer stages skipped"
   exit 0
 fi
 
@@ -45,4 +46,14 @@ for target in project decode dds tga nodetypes expr color; do
   fi
   echo "$target: $(grep -E '^#[0-9]+ +DONE' "$log" | tail -n 1)"
 done
+stage "ThreadSanitizer build of the threaded suite (clang)"
+# Renders divided over 1, 2 and 7 threads, and two renders sharing one pool. clang's OpenMP
+# runtime is built to be understood by the sanitizer; the libraries it did not instrument are
+# left out of its reports.
+CC=clang CXX=clang++ cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=Release -DQUORIN_TSAN=ON \
+  -DQUORIN_PYTHON=OFF -DQUORIN_EDITOR=OFF -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON > /dev/null
+cmake --build build-tsan -j2 --target test_eval
+(cd build-tsan &&
+  TSAN_OPTIONS=halt_on_error=1:ignore_noninstrumented_modules=1 \
+  ./test_eval --gtest_filter='Threads*:GraphRender*')
 stage "done"
