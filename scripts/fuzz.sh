@@ -42,5 +42,7 @@ for s in "${seeds[@]}"; do cp -n "$s" "$corpus"/ ; done
 # decoders must then fail cleanly, so an allocation over 256 MB returns null instead of ending the run.
 export ASAN_OPTIONS=${ASAN_OPTIONS:-allocator_may_return_null=1:max_allocation_size_mb=256:detect_leaks=1}
 export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+# fontconfig's process-wide caches (a new Text node asks it for the default font) are not leaks.
+export LSAN_OPTIONS=${LSAN_OPTIONS:-suppressions=$PWD/scripts/lsan.supp:print_suppressions=0}
 exec "$build/fuzz/fuzz_$target" "$corpus" -dict="fuzz/dict/$dict.dict" -max_total_time="$seconds" \
   -artifact_prefix="$build/crashes/$target-" -rss_limit_mb=2048 -malloc_limit_mb=2048 -print_final_stats=1 "${opts[@]}" "$@"
