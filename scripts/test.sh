@@ -44,7 +44,7 @@ for target in project decode dds tga nodetypes expr color; do
     echo "fuzz target $target failed; the input is in build-fuzz/crashes/" >&2
     exit 1
   fi
-  echo "$target: $(grep -E '^#[0-9]+ +DONE' "$log" | tail -n 1)"
+  echo "$target: $(grep -E '^Done [0-9]+ runs' "$log" | tail -n 1)"
 done
 stage "ThreadSanitizer build of the threaded suite (clang)"
 # Renders divided over 1, 2 and 7 threads, and two renders sharing one pool. clang's OpenMP
