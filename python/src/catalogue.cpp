@@ -74,14 +74,7 @@ type_info describe(qr_node* n, const qr_renderctx* ctx) {
   return t;
 }
 
-// The engine's type ids: generators 0-35, operators 1000-1091 and Group.
-std::vector<uint32_t> all_type_ids() {
-  std::vector<uint32_t> ids;
-  for (uint32_t i = 0; i <= 35; ++i) ids.push_back(i);
-  for (uint32_t i = 1000; i <= 1091; ++i) ids.push_back(i);
-  ids.push_back(10000);
-  return ids;
-}
+using quorin_hosts::all_type_ids;
 
 }  // namespace
 

@@ -8,6 +8,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include "catalogue_words.h"
 #include "quorin/quorin.h"
 
 namespace CLI {
@@ -72,8 +73,7 @@ uint32_t node_index(qr_graph* g, qr_node* n);
 qr_graph* find_graph(qr_project* p, const std::string& spec, uint32_t* index_out);  // null spec: active, else first
 qr_node* find_node(qr_graph* g, const std::string& spec);                          // name, index or type name
 
-// Every type id the engine knows, in id order.
-std::vector<uint32_t> all_type_ids();
+using quorin_hosts::all_type_ids;
 // Nodes upstream of `n`, counted along every path (capped): a bound for the buffers a render holds.
 uint32_t upstream_weight(qr_node* n, uint32_t depth);
 // Parses the formulas of a graph's ScalarExpr nodes, which a project read from a file holds as text.

@@ -11,15 +11,6 @@
 
 namespace quorin_cli {
 
-// Every type id the engine knows: generators 0-35, operators 1000-1091, Group.
-std::vector<uint32_t> all_type_ids() {
-  std::vector<uint32_t> ids;
-  for (uint32_t i = 0; i <= 35; ++i) ids.push_back(i);
-  for (uint32_t i = 1000; i <= 1091; ++i) ids.push_back(i);
-  ids.push_back(10000);
-  return ids;
-}
-
 namespace {
 
 using quorin_hosts::param_word;
