@@ -75,48 +75,49 @@ inline float w16(const uint8_t* p) {
   return static_cast<float>(static_cast<uint16_t>(p[0] | (p[1] << 8)) / 65535.0);
 }
 
-void convert_row(float* d, const uint8_t* s, uint32_t width, jxr_layout layout) {
-  for (uint32_t x = 0; x < width; ++x, d += 4) {
-    switch (layout) {
-      case jxr_layout::grey8:
-        d[0] = d[1] = d[2] = b8(s);
-        d[3] = 1.0f;
-        s += 1;
-        break;
-      case jxr_layout::grey16:
-        d[0] = d[1] = d[2] = w16(s);
-        d[3] = 1.0f;
-        s += 2;
-        break;
-      case jxr_layout::rgb24:
-      case jxr_layout::rgbx32:
-      case jxr_layout::rgba32:
-        d[0] = b8(s);
-        d[1] = b8(s + 1);
-        d[2] = b8(s + 2);
-        d[3] = layout == jxr_layout::rgba32 ? b8(s + 3) : 1.0f;
-        s += layout == jxr_layout::rgb24 ? 3 : 4;
-        break;
-      case jxr_layout::bgr24:
-      case jxr_layout::bgrx32:
-      case jxr_layout::bgra32:
-        d[0] = b8(s + 2);
-        d[1] = b8(s + 1);
-        d[2] = b8(s);
-        d[3] = layout == jxr_layout::bgra32 ? b8(s + 3) : 1.0f;
-        s += layout == jxr_layout::bgr24 ? 3 : 4;
-        break;
-      case jxr_layout::rgb48:
-      case jxr_layout::rgba64:
-        d[0] = w16(s);
-        d[1] = w16(s + 2);
-        d[2] = w16(s + 4);
-        d[3] = layout == jxr_layout::rgba64 ? w16(s + 6) : 1.0f;
-        s += layout == jxr_layout::rgb48 ? 6 : 8;
-        break;
-      case jxr_layout::none:
-        return;
-    }
+// One pixel of a layout; the layout is a template argument so that a row is one plain loop.
+template <jxr_layout L>
+inline void convert_pixel(float* d, const uint8_t* s) {
+  constexpr bool wide = L == jxr_layout::grey16 || L == jxr_layout::rgb48 || L == jxr_layout::rgba64;
+  constexpr bool bgr = L == jxr_layout::bgr24 || L == jxr_layout::bgrx32 || L == jxr_layout::bgra32;
+  constexpr bool alpha = L == jxr_layout::rgba32 || L == jxr_layout::bgra32 || L == jxr_layout::rgba64;
+  if constexpr (L == jxr_layout::grey8 || L == jxr_layout::grey16) {
+    d[0] = d[1] = d[2] = wide ? w16(s) : b8(s);
+  } else if constexpr (wide) {
+    d[0] = w16(s);
+    d[1] = w16(s + 2);
+    d[2] = w16(s + 4);
+  } else {
+    d[0] = b8(s + (bgr ? 2 : 0));
+    d[1] = b8(s + 1);
+    d[2] = b8(s + (bgr ? 0 : 2));
+  }
+  if constexpr (alpha) {
+    d[3] = wide ? w16(s + 6) : b8(s + 3);
+  } else {
+    d[3] = 1.0f;
+  }
+}
+
+template <jxr_layout L>
+void convert_pixels(float* d, const uint8_t* s, uint32_t width, uint32_t bytes_per_pixel) {
+  for (uint32_t x = 0; x < width; ++x, d += 4, s += bytes_per_pixel) convert_pixel<L>(d, s);
+}
+
+void convert_row(float* d, const uint8_t* s, uint32_t width, const layout_entry& entry) {
+  const uint32_t n = entry.bytes_per_pixel;
+  switch (entry.layout) {
+    case jxr_layout::grey8: return convert_pixels<jxr_layout::grey8>(d, s, width, n);
+    case jxr_layout::grey16: return convert_pixels<jxr_layout::grey16>(d, s, width, n);
+    case jxr_layout::rgb24: return convert_pixels<jxr_layout::rgb24>(d, s, width, n);
+    case jxr_layout::bgr24: return convert_pixels<jxr_layout::bgr24>(d, s, width, n);
+    case jxr_layout::bgrx32: return convert_pixels<jxr_layout::bgrx32>(d, s, width, n);
+    case jxr_layout::rgbx32: return convert_pixels<jxr_layout::rgbx32>(d, s, width, n);
+    case jxr_layout::bgra32: return convert_pixels<jxr_layout::bgra32>(d, s, width, n);
+    case jxr_layout::rgba32: return convert_pixels<jxr_layout::rgba32>(d, s, width, n);
+    case jxr_layout::rgb48: return convert_pixels<jxr_layout::rgb48>(d, s, width, n);
+    case jxr_layout::rgba64: return convert_pixels<jxr_layout::rgba64>(d, s, width, n);
+    case jxr_layout::none: return;
   }
 }
 
@@ -278,7 +279,7 @@ imgbuf4f* decode_isolated(const uint8_t* data, uint32_t size) {
       uint32_t y = 0;
       for (; y < header.height; ++y) {
         if (!read_fully(fds[0], row, row_bytes, timeout_ms)) break;
-        convert_row(pixel_at(*image, 0, y), row, header.width, entry.layout);
+        convert_row(pixel_at(*image, 0, y), row, header.width, entry);
       }
       uint32_t trailer = 0;
       ok = y == header.height && read_fully(fds[0], &trailer, sizeof trailer, timeout_ms) &&
