@@ -38,7 +38,8 @@ TEST(FractalGenerators, MandelbrotWindowCountAndMaxiters) {
   EXPECT_EQ(pixel(*small, 2, 2), grey(1.0f));
   // 35 columns: runs of four, a pair and a last column alone; an uneven window shows ymax in the
   // top row. maxiters is held to 1..1000.
-  for (auto [iters, text] : {std::pair{64u, u"64"}, {1u, u"1"}, {1000u, u"5000"}, {1u, u"0"}}) {
+  for (auto [iters_case, text] : {std::pair{64u, u"64"}, {1u, u"1"}, {1000u, u"5000"}, {1u, u"0"}}) {
+    const uint32_t iters = iters_case;  // a plain variable, which the reference lambda can capture
     image_ptr img = render_node(11, {{u"ymin", u"-1"}, {u"ymax", u"1.5"}, {u"xmax", u"2.25"}, {u"maxiters", text}},
                                 render_FractalMandelbrot, 35, 21);
     EXPECT_TRUE(same_image(*img, window_ref(-2, -1, 2.25, 1.5, 35, 21, [&](double x, double y) {
@@ -59,7 +60,8 @@ TEST(FractalGenerators, SupersamplingOnlyForPreviews) {
   EXPECT_TRUE(same_image(*render_node(11, stored, render_FractalMandelbrot, 17, 9), *plain));
   EXPECT_TRUE(same_image(*render_node(11, stored, render_FractalMandelbrot, 17, 9, true, false), *plain));
   // A supersampled preview averages 4 by 4 samples at offsets 0, 0.25, 0.5, 0.75 of a pixel.
-  for (auto [text, k] : {std::pair{u"4x4", 4u}, {u"2x2", 2u}}) {
+  for (auto [text, k_case] : {std::pair{u"4x4", 4u}, {u"2x2", 2u}}) {
+    const uint32_t k = k_case;  // a plain variable, which the reference lambda can capture
     image_ptr pre = render_node(11, {{u"supersampling", text}, {u"maxiters", u"40"}}, render_FractalMandelbrot, 17,
                                 9, true, true);
     EXPECT_TRUE(same_image(*pre, [&](uint32_t x, uint32_t y) {

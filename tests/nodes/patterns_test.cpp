@@ -15,10 +15,12 @@ const px4 brick_red{0.50196081f, 0.14901961f, 0.14117648f, 1}, mortar_grey{0.501
 
 TEST(PatternGenerators, PowerOfTwoFamily) {
   // 256 pixels with octave 3: cells of 32 pixels, color1 at the top left; 300 by 200: cells of 16.
-  for (auto [w, h, cell] : {std::tuple{256u, 256u, 32u}, {300u, 200u, 16u}})
+  for (auto [w, h, cell_case] : {std::tuple{256u, 256u, 32u}, {300u, 200u, 16u}}) {
+    const uint32_t cell = cell_case;  // a plain variable, which the reference lambda can capture
     EXPECT_TRUE(same_image(*render_node(4, {}, render_Checkerboard, w, h), [&](uint32_t x, uint32_t y) {
       return ((x / cell + y / cell) & 1) ? white : black;
     })) << w << "x" << h;
+  }
   pow2_pattern_params p{1, 0, {0.2f, 0.4f, 0.6f, 1.0f}, {0.9f, 0.1f, 0.3f, 1.0f}};
   auto pick = [&](bool second) { return rgba(second ? p.color2 : p.color1); };
   for (; p.octave <= 3; ++p.octave) {
