@@ -23,7 +23,7 @@ constexpr uint32_t min_band_rows = 4;
 
 uint32_t row_band_threads() { return render_threads.load(std::memory_order_relaxed); }
 
-void run_row_bands(uint32_t count, row_band_fn fn, void* body) {
+void run_row_bands(uint32_t count, row_band_fn fn, void* body, uint32_t min_rows) {
   if (!count) return;
   uint32_t threads = row_band_threads();
   // A band that renders something itself runs that render's bands on its own thread.
@@ -31,14 +31,18 @@ void run_row_bands(uint32_t count, row_band_fn fn, void* body) {
     fn(body, 0, count);
     return;
   }
-  uint32_t band = count / (threads * bands_per_thread);
-  if (band < min_band_rows) band = min_band_rows;
-  const int64_t bands = (static_cast<int64_t>(count) + band - 1) / band;
+  // Up to bands_per_thread bands a thread, fewer where the bands would fall below their least size.
+  const uint64_t least = min_rows > min_band_rows ? min_rows : min_band_rows;
+  uint64_t per_thread = count / (uint64_t(threads) * least);
+  if (per_thread < 1) per_thread = 1;
+  if (per_thread > bands_per_thread) per_thread = bands_per_thread;
+  const uint64_t band = (count + threads * per_thread - 1) / (threads * per_thread);
+  const int64_t bands = static_cast<int64_t>((count + band - 1) / band);
 #pragma omp parallel for num_threads(threads) schedule(dynamic, 1)
   for (int64_t b = 0; b < bands; ++b) {
-    uint32_t first = static_cast<uint32_t>(b) * band;
-    uint32_t last = first + band < count ? first + band : count;
-    fn(body, first, last);
+    const uint64_t first = uint64_t(b) * band;
+    const uint64_t last = first + band < count ? first + band : count;
+    fn(body, static_cast<uint32_t>(first), static_cast<uint32_t>(last));
   }
 }
 

@@ -272,7 +272,8 @@ void convolve_rows_columns(imgbuf4f& dst, const imgbuf4f& src, const blur_kernel
                            const pass_extent& ey) {
   const uint32_t n = k.width, cols = ex.count();
   const std::size_t row_floats = std::size_t(cols) * 4;
-  for_row_bands(ey.count(), [&](uint32_t first, uint32_t last) {
+  // Each band first fills its window, n - 1 rows more than it writes: long bands keep that small.
+  for_row_bands(ey.count(), 64 * (n - 1), [&](uint32_t first, uint32_t last) {
     std::vector<float> ring(row_floats * n);
     std::vector<int64_t> held(n, -1);  // the source row whose results each slot holds
     const float* taps[256];

@@ -102,6 +102,8 @@ inline uint32_t inner_lanes(uint32_t x, uint32_t width, uint32_t lanes) {
   return width - 1 - x < lanes ? width - 1 - x : lanes;
 }
 
+const float transparent[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+
 // Sets the first and last rows and the first and last pixel of every row to one value.
 void fill_ring(imgbuf4f& img, const float v[4]) {
   const uint32_t w = img.width, h = img.height;
@@ -217,7 +219,7 @@ constexpr lighting_fn lighting_bodies[2][8] = {
 void render_Lighting(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
   pixops::with_input(node, ctx, u"hmap", [&](const imgbuf4f& input) {
-    imgbuf4f_clear(&target);  // the ring of pixels stays cleared
+    fill_ring(target, transparent);  // the inner pixels are all written below
     lighting_params p;
     p.light = {fetch_float(node, ctx, u"lightX", 0.75f), fetch_float(node, ctx, u"lightY", 0.75f),
                fetch_float(node, ctx, u"lightZ", 2.0f)};
@@ -272,7 +274,7 @@ QUORIN_WIDE_FLAT void normal_map_span_wide(float* out, const plane_row rows[3], 
 void render_NormalMap(shadetree_node_t& node, const renderctx& ctx) {
   imgbuf4f& target = *ctx.target_buf;
   pixops::with_input(node, ctx, u"hmap", [&](const imgbuf4f& hmap) {
-    imgbuf4f_clear(&target);  // the ring of pixels stays cleared
+    fill_ring(target, transparent);  // the inner pixels are all written below
     const float sx = (1.0f / static_cast<float>(target.width - 1)) * 2.0f;
     const float sy = (1.0f / static_cast<float>(target.height - 1)) * 2.0f;
     const auto span = filter::wide_vectors ? normal_map_span_wide : normal_map_span_base;
