@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "operator_test_support.h"
 #include "pixel_expect.h"
@@ -310,4 +312,38 @@ TEST(Blend, OperationsAlphaBlendsAndFactorBlends) {
   shadetree_node_t* no_factor = rig.node(1082);
   op_rig::connect(no_factor, u"RGB-1", f1);
   expect_flat(*rig.render(no_factor), {0, 0, 0, 0}, "no factor");
+}
+
+TEST(Blend, LargeTargetsComeOutAsSmallOnes) {
+  // Targets past 48 MB are made a stretch of a row at a time and streamed to memory. Rows of 2050
+  // pixels end in a short stretch; every pixel must equal the one-row render of the same pair, for
+  // the loops over one, two and three inputs.
+  constexpr uint32_t w = 2050, h = 1600;
+  auto fill = [](bool second) {
+    return [second](uint32_t x, uint32_t, float* px) {
+      for (int c = 0; c < 4; ++c) px[c] = second ? channel_pair(x % n_pairs, c).B : channel_pair(x % n_pairs, c).S;
+    };
+  };
+  struct loop_case {
+    uint32_t type;
+    params_list params;
+    std::vector<const char16_t*> inputs;  // fed the S image, the B image, the S image again
+  };
+  const loop_case cases[] = {{1025, {}, {u"RGB"}},
+                             {1023, {{u"mode", u"SoftLight"}, {u"alpha", u"Multiply"}}, {u"RGB-1", u"RGB-2"}},
+                             {1082, {{u"channel", u"Green"}}, {u"RGB-1", u"RGB-2", u"FacRGB"}}};
+  for (const loop_case& k : cases) {
+    image_ptr want(nullptr, imgbuf4f_delete), got(nullptr, imgbuf4f_delete);
+    for (bool large : {false, true}) {
+      op_rig rig(large ? w : n_pairs, large ? h : 1);
+      shadetree_node_t* op = rig.node(k.type, k.params);
+      for (std::size_t i = 0; i < k.inputs.size(); ++i) op_rig::connect(op, k.inputs[i], rig.image(fill(i == 1)));
+      (large ? got : want) = rig.render(op);
+    }
+    uint32_t differing = 0;
+    for (uint32_t y = 0; y < h; ++y)
+      for (uint32_t x = 0; x < w; ++x)
+        differing += std::memcmp(pixel_at(*got, x, y), pixel_at(*want, x % n_pairs, 0), 16) != 0;
+    EXPECT_EQ(differing, 0u) << "type " << k.type;
+  }
 }

@@ -6,6 +6,8 @@
 // are fetched and prepared before the loop, and every choice among bodies (mode, channel set, flag)
 // is made once per render by instantiating the loop for each choice.
 #pragma once
+#include <immintrin.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -73,46 +75,65 @@ inline void with_input(shadetree_node_t& node, const renderctx& ctx, const char1
 // Each runs body(sources..., destination, column, memory row) over every pixel of the target, rows
 // in bands. Sources and target are of one size (the pool's); a target of another size is a host's
 // mistake and comes out cleared rather than read or written out of bounds.
+//
+// A target much larger than the caches is written around them: each stretch of a row is made in a
+// small buffer and streamed to memory, which spares memory the read of every target line before it
+// is overwritten. A smaller target, which the next operator may still find in the cache, is written
+// in place. Either way every pixel is computed by the same body from the same floats.
+constexpr std::size_t streamed_target_bytes = std::size_t(48) << 20;
+
+// row(r, x0, n, out) writes the n pixels of memory row r from column x0 into out.
+template <class Row>
+inline void each_target_stretch(imgbuf4f& dst, Row row) {
+  const uint32_t w = dst.width;
+  if (std::size_t(w) * dst.height * 16u < streamed_target_bytes) {
+    for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
+      for (uint32_t r = first; r < last; ++r) row(r, 0, w, row_of(dst, r));
+    });
+    return;
+  }
+  for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
+    constexpr uint32_t stretch = 64;
+    alignas(16) float made[4 * stretch];
+    for (uint32_t r = first; r < last; ++r) {
+      float* d = row_of(dst, r);  // pixels are 16-byte aligned
+      for (uint32_t x0 = 0; x0 < w; x0 += stretch) {
+        const uint32_t n = w - x0 < stretch ? w - x0 : stretch;
+        row(r, x0, n, made);
+        for (uint32_t i = 0; i < n; ++i) _mm_stream_ps(d + 4 * (x0 + i), _mm_load_ps(made + 4 * i));
+      }
+    }
+    _mm_sfence();  // the streamed pixels are in memory before the band ends
+  });
+}
 
 template <class Body>
 inline void each_pixel(imgbuf4f& dst, const imgbuf4f& a, Body body) {
   if (!same_size(dst, a)) return clear(dst);
-  const uint32_t w = dst.width;
-  for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t r = first; r < last; ++r) {
-      const float* s = row_of(a, r);
-      float* d = row_of(dst, r);
-      for (uint32_t x = 0; x < w; ++x, s += 4, d += 4) body(s, d, x, r);
-    }
+  each_target_stretch(dst, [&](uint32_t r, uint32_t x0, uint32_t n, float* d) {
+    const float* s = row_of(a, r) + 4 * std::size_t(x0);
+    for (uint32_t i = 0; i < n; ++i, s += 4, d += 4) body(s, d, x0 + i, r);
   });
 }
 
 template <class Body>
 inline void each_pixel(imgbuf4f& dst, const imgbuf4f& a, const imgbuf4f& b, Body body) {
   if (!same_size(dst, a) || !same_size(dst, b)) return clear(dst);
-  const uint32_t w = dst.width;
-  for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t r = first; r < last; ++r) {
-      const float* s1 = row_of(a, r);
-      const float* s2 = row_of(b, r);
-      float* d = row_of(dst, r);
-      for (uint32_t x = 0; x < w; ++x, s1 += 4, s2 += 4, d += 4) body(s1, s2, d);
-    }
+  each_target_stretch(dst, [&](uint32_t r, uint32_t x0, uint32_t n, float* d) {
+    const float* s1 = row_of(a, r) + 4 * std::size_t(x0);
+    const float* s2 = row_of(b, r) + 4 * std::size_t(x0);
+    for (uint32_t i = 0; i < n; ++i, s1 += 4, s2 += 4, d += 4) body(s1, s2, d);
   });
 }
 
 template <class Body>
 inline void each_pixel(imgbuf4f& dst, const imgbuf4f& a, const imgbuf4f& b, const imgbuf4f& c, Body body) {
   if (!same_size(dst, a) || !same_size(dst, b) || !same_size(dst, c)) return clear(dst);
-  const uint32_t w = dst.width;
-  for_row_bands(dst.height, [&](uint32_t first, uint32_t last) {
-    for (uint32_t r = first; r < last; ++r) {
-      const float* s1 = row_of(a, r);
-      const float* s2 = row_of(b, r);
-      const float* s3 = row_of(c, r);
-      float* d = row_of(dst, r);
-      for (uint32_t x = 0; x < w; ++x, s1 += 4, s2 += 4, s3 += 4, d += 4) body(s1, s2, s3, d);
-    }
+  each_target_stretch(dst, [&](uint32_t r, uint32_t x0, uint32_t n, float* d) {
+    const float* s1 = row_of(a, r) + 4 * std::size_t(x0);
+    const float* s2 = row_of(b, r) + 4 * std::size_t(x0);
+    const float* s3 = row_of(c, r) + 4 * std::size_t(x0);
+    for (uint32_t i = 0; i < n; ++i, s1 += 4, s2 += 4, s3 += 4, d += 4) body(s1, s2, s3, d);
   });
 }
 
