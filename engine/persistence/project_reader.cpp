@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -503,15 +504,37 @@ class project_content_handler_t {
   uint64_t blob_write_pos_ = 0;
 };
 
+// What the parser calls back with: the handler and the parser, and the exception a handler threw
+// (an asset declared larger than memory gives bad_alloc). An exception never unwinds through the
+// parser's own frames, which would leave its state behind: it is kept, the parse is stopped, and
+// the reader throws it again once the parser is freed.
+struct parse_state {
+  project_content_handler_t& handler;
+  xmlParserCtxtPtr parser;
+  std::exception_ptr failure;
+};
+
+template <class Call>
+void guarded(void* ctx, Call call) {
+  auto* state = static_cast<parse_state*>(ctx);
+  if (state->failure) return;
+  try {
+    call(state->handler);
+  } catch (...) {
+    state->failure = std::current_exception();
+    xmlStopParser(state->parser);
+  }
+}
+
 void on_start(void* ctx, const xmlChar* localname, const xmlChar*, const xmlChar*, int, const xmlChar**,
               int nb_attributes, int, const xmlChar** attributes) {
-  static_cast<project_content_handler_t*>(ctx)->start_element(localname, attributes_t{attributes, nb_attributes});
+  guarded(ctx, [&](project_content_handler_t& h) { h.start_element(localname, attributes_t{attributes, nb_attributes}); });
 }
 void on_end(void* ctx, const xmlChar* localname, const xmlChar*, const xmlChar*) {
-  static_cast<project_content_handler_t*>(ctx)->end_element(localname);
+  guarded(ctx, [&](project_content_handler_t& h) { h.end_element(localname); });
 }
 void on_characters(void* ctx, const xmlChar* chars, int len) {
-  static_cast<project_content_handler_t*>(ctx)->characters(chars, len);
+  guarded(ctx, [&](project_content_handler_t& h) { h.characters(chars, len); });
 }
 void on_message(void*, const char*, ...) {}
 void on_structured_error(void*, xmlErrorPtr) {}
@@ -595,14 +618,18 @@ bool read_project_file(project& p, const wstring& path) {
   // the document's own is declared to the parser and nothing is fetched from a network.
   xmlCtxtUseOptions(ctxt, XML_PARSE_NOENT | XML_PARSE_NONET);
   bool ok;
+  std::exception_ptr failure;
   {
     impl::project_content_handler_t handler(p);
-    ctxt->userData = &handler;
+    impl::parse_state state{handler, ctxt, nullptr};
+    ctxt->userData = &state;
     xmlParseDocument(ctxt);
     ok = ctxt->wellFormed != 0;
+    failure = state.failure;
   }
   ctxt->sax = own_sax;
   xmlFreeParserCtxt(ctxt);
+  if (failure) std::rethrow_exception(failure);
   if (!ok) return false;
   impl::apply_settings(p);
   return true;
