@@ -2,7 +2,8 @@
 //  - Sweep/<Type>: every node type with a render routine at 1024 by 1024 on one thread, operators
 //    timed over cached inputs, in megapixels per second;
 //  - Threads/<Type or graph>/N: the speed-up of a divided render at 2048 by 2048 on N threads,
-//    in wall-clock time.
+//    in wall-clock time; compare medians of interleaved repetitions (--benchmark_repetitions=10
+//    --benchmark_enable_random_interleaving=true), as the memory-bound cases follow the machine's load.
 #include <benchmark/benchmark.h>
 
 #include <string>
